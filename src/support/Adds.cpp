@@ -1,0 +1,10 @@
+#include "support/Adds.h"
+
+namespace orvex {
+
+Adds::Adds(const AddsServices &services)
+    : AddsSettings(services), AddsHttp(services), AddsTray(services), AddsUtilities(services),
+      m_services(services)
+{}
+
+} // namespace orvex

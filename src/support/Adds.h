@@ -1,0 +1,28 @@
+#pragma once
+// The utility class shared by every form. Its routines come in families, one
+// file each (settings store, HTTP and sockets, tray icon, utilities); this
+// class only puts them together under one object.
+#include "support/AddsHttp.h"
+#include "support/AddsServices.h"
+#include "support/AddsSettings.h"
+#include "support/AddsTray.h"
+#include "support/AddsUtilities.h"
+
+#include <QtGlobal>
+
+namespace orvex {
+
+class Adds : public AddsSettings, public AddsHttp, public AddsTray, public AddsUtilities
+{
+public:
+    explicit Adds(const AddsServices &services);
+
+    // True when the system reports the connection bit `flag` (one of the
+    // single-bit values 1..64); any other value is False.
+    bool NET_CheckState(qint32 flag);
+
+private:
+    AddsServices m_services;
+};
+
+} // namespace orvex
