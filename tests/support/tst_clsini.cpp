@@ -1,0 +1,236 @@
+#include "common/TestSupport.h"
+#include "support/clsINI.h"
+
+#include <QFileInfo>
+#include <QRandomGenerator>
+#include <QRegularExpression>
+#include <QtTest>
+
+using namespace Qt::StringLiterals;
+using orvex::clsINI;
+using orvex::test::readBytes;
+using orvex::test::writeBytes;
+
+namespace {
+
+// '|' stands for CR LF, to keep the tables readable.
+QByteArray crlf(const char *text)
+{
+    return QByteArray(text).replace('|', "\r\n");
+}
+
+const QByteArray kSample = crlf("; kept by hand|Version=3|[DynIP]|  DynIP Server 1 = h;80;V2 |"
+                                ";old=1|Url=http://h/?a=b&c=d|Empty=||[ Spaced ]|Key=spaced||"
+                                "[Directorios]|Pendientes=C:\\Nuevos|Unknown=kept|");
+const QString kDot = u"\u00B7"_s;
+
+// Whatever was done in memory, the index must be the one a fresh load of the
+// written bytes builds.
+void verifyIndexMatchesReload(const clsINI &ini)
+{
+    clsINI fresh;
+    fresh.LoadIniBytes(QString(), orvex::joinIniLines(ini.Lines()));
+    QCOMPARE(orvex::joinIniLines(fresh.Lines()), orvex::joinIniLines(ini.Lines()));
+    QCOMPARE(fresh.SectionNames(), ini.SectionNames());
+    QCOMPARE(fresh.SectionStart(), ini.SectionStart());
+    QCOMPARE(fresh.SectionItemCount(), ini.SectionItemCount());
+}
+
+QRegularExpression reported(const char *source, const char *what)
+{
+    return QRegularExpression(QLatin1String(source) + u" Error \\d+ \\(.+\\) occurred while "_s +
+                              QLatin1String(what) + u" .*x\\.ini (from|to) disk\\.$"_s);
+}
+
+} // namespace
+
+class TestClsIni : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+
+private slots:
+    void splitsLines_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QStringList>("lines");
+        const QString a = u"a"_s, b = u"b"_s;
+        QTest::newRow("crlf") << QByteArray("a\r\nb\r\n") << QStringList{a, b};
+        QTest::newRow("lf, unterminated") << QByteArray("a\nb") << QStringList{a, b};
+        QTest::newRow("lone cr") << QByteArray("a\rb\r") << QStringList{a, b};
+        QTest::newRow("blank lines") << QByteArray("a\r\n\r\n\nb") << QStringList{a, {}, {}, b};
+        QTest::newRow("blanks only")
+            << QByteArray(" a = 1 \n\tb \n  ") << QStringList{u"a = 1"_s, u"\tb"_s, {}};
+        QTest::newRow("empty") << QByteArray() << QStringList{};
+        QTest::newRow("ansi") << QByteArray("K=A\xF1o\x80") << QStringList{u"K=A\u00F1o\u20AC"_s};
+    }
+    void splitsLines()
+    {
+        QFETCH(QByteArray, bytes);
+        QTEST(orvex::splitIniLines(bytes), "lines");
+    }
+
+    void readFrom_data()
+    {
+        QTest::addColumn<QString>("section");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("expected"); // default passed: "·"
+        QTest::newRow("trimmed") << u"DynIP"_s << u"DynIP Server 1"_s << u"h;80;V2"_s;
+        QTest::newRow("any case") << u" directorios "_s << u"PENDIENTES"_s << u"C:\\Nuevos"_s;
+        QTest::newRow("value with =") << u"DynIP"_s << u"Url"_s << u"http://h/?a=b&c=d"_s;
+        QTest::newRow("empty value") << u"DynIP"_s << u"Empty"_s << QString();
+        QTest::newRow("missing key") << u"DynIP"_s << u"Nope"_s << kDot;
+        QTest::newRow("before any header") << u"DynIP"_s << u"Version"_s << kDot;
+        QTest::newRow("semicolon line") << u"DynIP"_s << u";old"_s << u"1"_s;
+        QTest::newRow("blanks in brackets") << u"Spaced"_s << u"Key"_s << kDot;
+        QTest::newRow("header as written") << u"[ spaced ]"_s << u"key"_s << u"spaced"_s;
+        QTest::newRow("untrimmed key") << u"Directorios"_s << u" Pendientes"_s << kDot;
+    }
+    void readFrom()
+    {
+        QFETCH(QString, section);
+        QFETCH(QString, key);
+        clsINI ini;
+        ini.LoadIniBytes(u"x.ini"_s, kSample);
+        QTEST(ini.ReadFrom(section, key, kDot), "expected");
+    }
+
+    void writeTo_data()
+    {
+        QTest::addColumn<QByteArray>("before");
+        QTest::addColumn<QString>("section");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("value");
+        QTest::addColumn<QByteArray>("after");
+        QByteArray replaced = kSample;
+        replaced.replace("  DynIP Server 1 = h;80;V2 ", "DynIP Server 1 = h;80;V2")
+            .replace("Pendientes=C:\\Nuevos", "PENDIENTES=D:");
+        QTest::newRow("rewrite keeps all")
+            << kSample << u"directorios"_s << u"PENDIENTES"_s << u" D: "_s << replaced;
+        QTest::newRow("lf in, crlf out")
+            << QByteArray("[a]\nk=1\n") << u"a"_s << u"k"_s << u"2"_s << crlf("[a]|k=2|");
+        QTest::newRow("before one blank") << crlf("[a]|k=1||[b]|m=1|") << u"a"_s << u"n"_s << u"2"_s
+                                          << crlf("[a]|k=1|n=2||[b]|m=1|");
+        QTest::newRow("not past two")
+            << crlf("[a]|k=1|||[b]|") << u"a"_s << u"n"_s << u"2"_s << crlf("[a]|k=1||n=2||[b]|");
+        QTest::newRow("new section")
+            << QByteArray("[a]\r\nk=1") << u"b"_s << u"n"_s << u"2"_s << crlf("[a]|k=1||[b]|n=2|");
+        QTest::newRow("after blank")
+            << crlf("[a]|k=1||") << u" b "_s << u"n"_s << u" 2 "_s << crlf("[a]|k=1||[b]|n=2|");
+        QTest::newRow("empty file")
+            << QByteArray() << u"b"_s << u"n"_s << QString() << crlf("[b]|n=|");
+        QTest::newRow("blanks in brackets")
+            << crlf("[ a ]|k=1|") << u"a"_s << u"k"_s << u"2"_s << crlf("[ a ]|k=1||[a]|k=2|");
+        QTest::newRow("untrimmed key")
+            << crlf("[a]|k=1|") << u"a"_s << u" k"_s << u"2"_s << crlf("[a]|k=1|k=2|");
+        QTest::newRow("ansi") << QByteArray() << u"Secci\u00F3n"_s << u"Clave"_s << u"A\u00F1o"_s
+                              << crlf("[Secci\xF3n]|Clave=A\xF1o|");
+    }
+    void writeTo()
+    {
+        QFETCH(QString, section);
+        QFETCH(QString, key);
+        QFETCH(QString, value);
+        QFETCH(QByteArray, before);
+        const QString path = m_dir.filePath(u"x.ini"_s);
+        QVERIFY(writeBytes(path, before));
+        clsINI ini;
+        ini.LoadIniFile(path);
+        ini.WriteTo(section, key, value);
+        verifyIndexMatchesReload(ini);
+        ini.WriteIniFile();
+        QVERIFY(!ini.Dirty());
+        QTEST(readBytes(path), "after");
+        // A key with blanks around it is never found, so it is added again.
+        ini.WriteTo(section, key, value);
+        QCOMPARE(ini.Dirty(), key != orvex::trimBlanks(key));
+    }
+
+    void writesCreateThenReplaceWholeFile()
+    {
+        const QString path = m_dir.filePath(u"new/x.ini"_s);
+        QVERIFY(QDir(m_dir.path()).mkpath(u"new"_s));
+        QTest::ignoreMessage(QtWarningMsg, reported("LoadIniFile", "reading"));
+        clsINI ini;
+        ini.LoadIniFile(path);
+        QCOMPARE(ini.FileName(), QVariant(path));
+        ini.WriteTo(u"s"_s, u"k"_s, u"v"_s);
+        ini.WriteIniFile();
+        QCOMPARE(readBytes(path), crlf("[s]|k=v|"));
+        // A reader of the old file keeps seeing all of it: the new file is
+        // renamed over the old one, never written into it.
+        QFile reader(path);
+        QVERIFY(reader.open(QIODevice::ReadOnly));
+        ini.DeleteKey(u"S"_s, u"K"_s);
+        ini.WriteIniFile();
+        QCOMPARE(reader.readAll(), crlf("[s]|k=v|"));
+        QCOMPARE(readBytes(path), crlf("[s]|"));
+        QCOMPARE(QDir(m_dir.filePath(u"new"_s)).entryList(QDir::Files), QStringList{u"x.ini"_s});
+    }
+
+    void failedWriteIsSwallowed()
+    {
+        // Renaming over a directory fails for every user, root included.
+        const QString path = m_dir.filePath(u"fail/x.ini"_s);
+        QVERIFY(QDir(m_dir.path()).mkpath(u"fail/x.ini/inside"_s));
+        clsINI ini;
+        ini.FileName(path);
+        ini.WriteTo(u"s"_s, u"k"_s, u"v"_s);
+        QTest::ignoreMessage(QtWarningMsg, reported("WriteIniFile", "writing"));
+        ini.WriteIniFile();
+        QVERIFY(ini.Dirty());
+        QVERIFY(QFileInfo(path + u"/inside"_s).isDir());
+        QCOMPARE(QDir(m_dir.filePath(u"fail"_s)).entryList(QDir::Files), QStringList());
+    }
+
+    // Random and damaged files must never crash the store or break its index.
+    void survivesRandomInput()
+    {
+        QRandomGenerator rng(20240611);
+        const QByteArray alphabet("[]= \t\r\n;aAb\xF1\x81\x00", 14);
+        const QStringList sections{u"a"_s,     u"A"_s, u" b "_s, u"[c]"_s,
+                                   u"[ d ]"_s, {},     u"e]"_s,  u"[f"_s};
+        const QStringList keys{u"k"_s, u"K"_s, u"x y"_s, u";c"_s, {}, u"\u00F1"_s};
+        const auto pick = [&](const QStringList &from) {
+            return from.at(rng.bounded(int(from.size())));
+        };
+        for (int round = 0; round < 3000 && !QTest::currentTestFailed(); ++round) {
+            QByteArray bytes = kSample.left(rng.bounded(int(kSample.size()) + 1));
+            if (round % 2 == 0 || bytes.isEmpty()) {
+                bytes.clear();
+                for (int n = rng.bounded(120); n > 0; --n)
+                    bytes += rng.bounded(8) ? alphabet[rng.bounded(int(alphabet.size()))]
+                                            : char(rng.bounded(256));
+            } else {
+                bytes[rng.bounded(int(bytes.size()))] = char(rng.bounded(256));
+            }
+            clsINI ini;
+            ini.LoadIniBytes(u"x.ini"_s, bytes);
+            for (int op = 0; op < 8; ++op) {
+                const QStringList listed = ini.ListSections();
+                const QString section =
+                    listed.isEmpty() || rng.bounded(2) ? pick(sections) : pick(listed);
+                const QStringList listedKeys = ini.ListKeys(section);
+                const QString key =
+                    listedKeys.isEmpty() || rng.bounded(2) ? pick(keys) : pick(listedKeys);
+                const QString value = u" v"_s + QString::number(op) + u"= "_s;
+                switch (rng.bounded(3)) {
+                case 0:
+                    ini.WriteTo(section, key, value);
+                    QCOMPARE(ini.ReadFrom(section, key, kDot), orvex::trimBlanks(value));
+                    break;
+                case 1:
+                    ini.DeleteKey(section, key);
+                    break;
+                default:
+                    ini.DeleteSection(section);
+                }
+            }
+            verifyIndexMatchesReload(ini);
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(TestClsIni)
+#include "tst_clsini.moc"
