@@ -1,12 +1,47 @@
 #pragma once
+// The HTTP and datagram routines of the utility class. Both run on the
+// caller's socket, keep the event loop running while they wait, and leave the
+// socket closed.
 #include "support/AddsServices.h"
 
+#include <QString>
+#include <QtGlobal>
+
+namespace orvex::platform {
+class SocketX;
+} // namespace orvex::platform
+
 namespace orvex {
+
+class ProgressCaption;
 
 class AddsHttp
 {
 public:
-    explicit AddsHttp(const AddsServices &services) { (void)services; }
+    explicit AddsHttp(const AddsServices &services);
+
+    // One HTTP/1.0 GET. `URL` is [scheme "://"] host [":" port] [path]; a
+    // non-empty `Path` or `Port` replaces what the URL says. `TimeOutSeconds`
+    // (0 means 10) bounds the wait for the reply, which ends early only on
+    // "</HTML>" or ".END." CR LF (any letter case) or when the server
+    // closes. `ExtraHeader` is one header line without its line end.
+    // Returns the whole reply as received (status line, headers and body),
+    // "Error: (" number ") " description after a run-time error, or an empty
+    // string when no connection was made or the socket is already in use.
+    QString NET_HTTPget(platform::SocketX &Socket, const QString &URL, const QString &Path,
+                        const QString &Port, qint16 &TimeOutSeconds,
+                        const QString &ExtraHeader = {},
+                        ProgressCaption *ProgressControl = nullptr);
+    QString NET_HTTPget(platform::SocketX &Socket, const QString &URL, const QString &Path = {},
+                        const QString &Port = {}, int TimeOutSeconds = 0,
+                        const QString &ExtraHeader = {},
+                        ProgressCaption *ProgressControl = nullptr);
+
+    // Sends `Data` as one UDP datagram. With an empty `Port`, `Destination`
+    // is host ":" port (false when it has no ":"); otherwise it is the host.
+    // True when no run-time error occurred.
+    bool SocketX_UDP(platform::SocketX &Socket, const QString &Destination, const QString &Port,
+                     const QString &Data);
 };
 
 } // namespace orvex

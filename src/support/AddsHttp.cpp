@@ -1,0 +1,325 @@
+#include "support/AddsHttp.h"
+
+#include "platform/SocketX.h"
+#include "support/AddsUtilities.h"
+#include "support/AnsiCodec.h"
+#include "support/EventWait.h"
+#include "support/ProgressCaption.h"
+#include "support/ReplyScanner.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QLoggingCategory>
+#include <QScopeGuard>
+
+#include <limits>
+
+Q_LOGGING_CATEGORY(lcHttp, "orvex.http")
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace orvex {
+
+using platform::SocketKind;
+using platform::SocketState;
+using platform::SocketX;
+
+namespace {
+
+constexpr int kCreateWaitMs = 20000;
+constexpr int kConnectWaitMs = 10000;
+constexpr int kSendWaitMs = 10000;
+constexpr int kCloseWaitMs = 10000;
+constexpr int kSettleMs = 500;
+constexpr qint16 kDefaultTimeOutSeconds = 10;
+// Data, a close and the deadline all wake the event loop by themselves; this
+// only bounds how late a condition nobody announces could be noticed.
+constexpr int kIdlePollMs = 250;
+
+// The leading number of `text` after blanks, 0 when there is none.
+qint32 numericValue(QStringView text)
+{
+    text = text.trimmed();
+    bool negative = false;
+    if (!text.isEmpty() && (text.front() == u'-' || text.front() == u'+')) {
+        negative = text.front() == u'-';
+        text = text.sliced(1);
+    }
+    qint64 value = 0;
+    for (const QChar c : text) {
+        if (c < u'0' || c > u'9')
+            break;
+        value =
+            std::min<qint64>(value * 10 + (c.unicode() - u'0'), std::numeric_limits<qint32>::max());
+    }
+    return static_cast<qint32>(negative ? -value : value);
+}
+
+struct Target
+{
+    QString host;
+    qint32 port = 80;
+    QString path;
+};
+
+Target parseUrl(const QString &url, const QString &path, const QString &port)
+{
+    Target t;
+    QString w = url;
+    QString scheme;
+    if (w.contains(u"://"))
+        scheme = AddsUtilities::Var_GetPart(w, u"://"_s, true).toUpper();
+    if (w.contains(u':')) {
+        t.host = AddsUtilities::Var_GetPart(w, u":"_s, true);
+        // Without a "/" the port text stays in w and so becomes the path.
+        t.port = numericValue(w.contains(u'/') ? AddsUtilities::Var_GetPart(w, u"/"_s, true) : w);
+        if (t.port == 0)
+            t.port = 80;
+    } else {
+        if (w.contains(u'/')) {
+            t.host = AddsUtilities::Var_GetPart(w, u"/"_s, true);
+        } else {
+            t.host = w;
+            w.clear();
+        }
+        // The scheme only picks the default port; the request is HTTP anyway.
+        t.port = scheme == u"FTP" ? 21 : 80;
+    }
+    if (!w.isEmpty())
+        t.path = u'/' + w;
+    if (!port.isEmpty())
+        t.port = numericValue(port);
+    if (!path.isEmpty())
+        t.path = path;
+    return t;
+}
+
+// A dotted number goes to the socket as an address, so no lookup happens;
+// anything else is a name for the socket to resolve.
+void setPeer(SocketX &socket, const QString &host, qint32 port)
+{
+    if (AddsUtilities::NET_IPNumberIsValid(host)) {
+        socket.RemoteNameAddrXlate = false;
+        socket.RemoteName.clear();
+        socket.RemoteAddress = host;
+    } else {
+        socket.RemoteNameAddrXlate = true;
+        socket.RemoteAddress.clear();
+        socket.RemoteName = host;
+    }
+    socket.RemotePort = port;
+    socket.LocalPort = 0;
+    socket.LocalAddress = u"0.0.0.0"_s;
+}
+
+void setLinger(SocketX &socket)
+{
+    socket.LingerEnabled = true;
+    socket.LingerMode = 0;
+    socket.LingerTime = 1;
+    socket.Blocking = false;
+    socket.ReuseAddressEnabled = false;
+}
+
+void closeIfOpen(SocketX &socket)
+{
+    if (socket.state() == SocketState::Closed)
+        return;
+    QCoreApplication::processEvents();
+    socket.Close();
+    QCoreApplication::processEvents();
+}
+
+// RFC 1945 section 5: request line, header lines, empty line. HTTP/1.0 has
+// no Host header, and the query is part of the path as the caller built it.
+QByteArray requestText(QString path, const QString &extraHeader)
+{
+    if (!path.startsWith(u'/') && !path.startsWith(u'\\'))
+        path.prepend(u'/');
+    QString text = u"GET "_s + path + u" HTTP/1.0\r\n"_s + u"Accept: text/plain\r\n"_s +
+                   u"Accept-Language: en-us\r\n"_s + u"Accept-Encoding: gzip, deflate\r\n"_s +
+                   u"User-Agent: Mozilla/4.0 (compatible; MSIE 5.0; Windows 98; DigExt)\r\n"_s;
+    if (!extraHeader.isEmpty())
+        text += extraHeader + u"\r\n"_s;
+    text += u"Connection: Keep-Alive\r\n\r\n"_s;
+    return ansi::encode(text);
+}
+
+bool connectTo(SocketX &socket, const Target &target)
+{
+    closeIfOpen(socket);
+    socket.SocketType = SocketKind::Stream;
+    socket.EventMask = 63;
+    setLinger(socket);
+    setPeer(socket, target.host, target.port);
+    if (!socket.Create())
+        return false;
+    waitUntil([&] { return socket.state() == SocketState::Created; }, kCreateWaitMs);
+    if (!socket.Connect())
+        return false;
+    // A refused or failed attempt leaves "connecting" long before the limit.
+    waitUntil([&] { return socket.state() != SocketState::Connecting; }, kConnectWaitMs,
+              kIdlePollMs);
+    if (socket.state() == SocketState::Connected)
+        return true;
+    qCInfo(lcHttp).noquote() << "no connection to" << target.host << target.port
+                             << socket.LastSocketError();
+    return false;
+}
+
+// Returns false when a run-time error stopped the transfer.
+bool receiveReply(SocketX &socket, int timeOutSeconds, ProgressCaption *progress, QByteArray &reply)
+{
+    ReplyScanner scanner;
+    const QDeadlineTimer deadline(qint64(timeOutSeconds) * 1000);
+    const auto take = [&] {
+        const QByteArray chunk = socket.Receive();
+        if (socket.ErrorPending())
+            return false;
+        scanner.feed(chunk);
+        reply += chunk;
+        return true;
+    };
+    const auto connected = [&] { return socket.state() == SocketState::Connected; };
+    for (;;) {
+        while (socket.ReceiveReadyCount() > 0) {
+            if (!take())
+                return false;
+            if (progress)
+                progress->setCaption(QString::number(scanner.received()) + u'/' +
+                                     QString::number(scanner.contentLength()));
+        }
+        if (scanner.endMarkerSeen())
+            return true;
+        // The announced length never ends the wait: only a marker, the
+        // deadline or the server's close do.
+        if (deadline.hasExpired() || !connected()) {
+            while (socket.ReceiveReadyCount() > 0) {
+                if (!take())
+                    return false;
+            }
+            if (!connected())
+                qCDebug(lcHttp) << "server closed after" << reply.size() << "bytes";
+            else
+                qCInfo(lcHttp) << "no end of reply within" << timeOutSeconds << "s;" << reply.size()
+                               << "bytes";
+            return true;
+        }
+        waitUntil([&] { return socket.ReceiveReadyCount() > 0 || !connected(); },
+                  static_cast<int>(deadline.remainingTime()), kIdlePollMs);
+    }
+}
+
+} // namespace
+
+AddsHttp::AddsHttp(const AddsServices &services)
+{
+    (void)services;
+}
+
+QString AddsHttp::NET_HTTPget(SocketX &Socket, const QString &URL, const QString &Path,
+                              const QString &Port, int TimeOutSeconds, const QString &ExtraHeader,
+                              ProgressCaption *ProgressControl)
+{
+    qint16 seconds = static_cast<qint16>(std::clamp<int>(
+        TimeOutSeconds, std::numeric_limits<qint16>::min(), std::numeric_limits<qint16>::max()));
+    return NET_HTTPget(Socket, URL, Path, Port, seconds, ExtraHeader, ProgressControl);
+}
+
+QString AddsHttp::NET_HTTPget(SocketX &Socket, const QString &URL, const QString &Path,
+                              const QString &Port, qint16 &TimeOutSeconds,
+                              const QString &ExtraHeader, ProgressCaption *ProgressControl)
+{
+    // Events run while this waits, so a timer may try to start another
+    // request on the same socket; it must not disturb this one.
+    if (Socket.Busy()) {
+        qCDebug(lcHttp).noquote() << "socket in use, not requesting" << URL;
+        return {};
+    }
+    Socket.SetBusy(true);
+    const auto release = qScopeGuard([&] { Socket.SetBusy(false); });
+    Socket.ClearError();
+
+    const Target target = parseUrl(URL, Path, Port);
+    QString result;
+    if (connectTo(Socket, target)) {
+        const QByteArray request = requestText(target.path, ExtraHeader);
+        qCDebug(lcHttp).noquote() << "GET" << target.host << target.port << target.path;
+        if (Socket.Send(request)) {
+            waitUntil(
+                [&] {
+                    return Socket.BytesSent() >= request.size() ||
+                           Socket.state() != SocketState::Connected;
+                },
+                kSendWaitMs, kIdlePollMs);
+        }
+        Socket.ClearError();
+        const int seconds = TimeOutSeconds == 0 ? kDefaultTimeOutSeconds : TimeOutSeconds;
+        QByteArray reply;
+        if (receiveReply(Socket, seconds, ProgressControl, reply))
+            result = ansi::decode(reply);
+    }
+
+    if (ProgressControl)
+        ProgressControl->setCaption(QString());
+    if (Socket.ErrorPending()) {
+        result = u"Error: ("_s + QString::number(Socket.ErrorNumber()) + u") "_s +
+                 Socket.ErrorDescription();
+        qCWarning(lcHttp).noquote() << URL << result;
+    }
+    while (Socket.ReceiveReadyCount() > 0 && !Socket.ErrorPending())
+        Socket.Receive();
+    Socket.Close();
+    // Gives the system time to finish the close before the socket is reused.
+    pauseWithEvents(kSettleMs);
+    if (Socket.state() != SocketState::Closed) {
+        Socket.Close();
+        waitUntil([&] { return Socket.state() == SocketState::Closed; }, kCloseWaitMs, kIdlePollMs);
+    }
+    return result;
+}
+
+bool AddsHttp::SocketX_UDP(SocketX &Socket, const QString &Destination, const QString &Port,
+                           const QString &Data)
+{
+    QString host;
+    qint32 port = 0;
+    if (Port.isEmpty()) {
+        if (!Destination.contains(u':'))
+            return false;
+        QString rest = Destination;
+        host = AddsUtilities::Var_GetPart(rest, u":"_s, true);
+        port = numericValue(rest);
+    } else {
+        host = Destination;
+        port = numericValue(Port);
+    }
+    if (Socket.Busy())
+        return false;
+    Socket.SetBusy(true);
+    const auto release = qScopeGuard([&] { Socket.SetBusy(false); });
+    Socket.ClearError();
+
+    closeIfOpen(Socket);
+    Socket.EventMask = -1;
+    setLinger(Socket);
+    Socket.SocketType = SocketKind::Datagram;
+    setPeer(Socket, host, port);
+    const QByteArray data = ansi::encode(Data);
+    if (Socket.Create()) {
+        waitUntil([&] { return Socket.state() == SocketState::Created; }, kCreateWaitMs);
+        if (Socket.Bind() && Socket.SendTo(data, host, port)) {
+            waitUntil([&] { return Socket.BytesSent() >= data.size() || Socket.ErrorPending(); },
+                      kSendWaitMs, kIdlePollMs);
+        }
+    }
+    const bool ok = !Socket.ErrorPending();
+    if (!ok)
+        qCInfo(lcHttp).noquote() << "datagram to" << host << port
+                                 << "failed:" << Socket.ErrorDescription();
+    pauseWithEvents(kSettleMs);
+    Socket.Close();
+    return ok;
+}
+
+} // namespace orvex

@@ -1,0 +1,135 @@
+#include "support/ReplyScanner.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+namespace orvex {
+namespace {
+
+constexpr QByteArrayView kLengthHeader("Content-length: ");
+// Replies that have not announced a length within this many bytes never will.
+constexpr qint64 kHeaderlessLimit = 99999;
+// Both end markers are seven bytes long and end in '>' or '\n'.
+constexpr qsizetype kMarkerTail = 6;
+constexpr qsizetype kKeep = kLengthHeader.size() - 1;
+// Only the start of the header's value can hold the number.
+constexpr qsizetype kValueLimit = 64;
+
+QByteArray joined(QByteArrayView a, QByteArrayView b)
+{
+    QByteArray out;
+    out.reserve(a.size() + b.size());
+    out.append(a).append(b);
+    return out;
+}
+
+bool equalsUpper(const char *p, const char *upper, qsizetype n)
+{
+    for (qsizetype i = 0; i < n; ++i) {
+        char c = p[i];
+        if (c >= 'a' && c <= 'z')
+            c = static_cast<char>(c - ('a' - 'A'));
+        if (c != upper[i])
+            return false;
+    }
+    return true;
+}
+
+// True when `data` holds a whole marker ending in `last` and starting with
+// the six bytes `head` (upper case).
+bool hasMarker(QByteArrayView data, char last, const char *head)
+{
+    const char *begin = data.data();
+    const char *end = begin + data.size();
+    for (const char *p = begin + kMarkerTail; p < end; ++p) {
+        p = static_cast<const char *>(std::memchr(p, last, static_cast<size_t>(end - p)));
+        if (!p)
+            return false;
+        if (equalsUpper(p - kMarkerTail, head, kMarkerTail))
+            return true;
+    }
+    return false;
+}
+
+bool hasEndMarker(QByteArrayView data)
+{
+    return hasMarker(data, '\n', ".END.\r") || hasMarker(data, '>', "</HTML");
+}
+
+// The leading decimal number of `text` after blanks, as a positive 32-bit
+// value; -1 for anything else.
+qint32 positiveNumber(QByteArrayView text)
+{
+    qsizetype i = 0;
+    while (i < text.size() && (text[i] == ' ' || text[i] == '\t'))
+        ++i;
+    if (i < text.size() && text[i] == '+')
+        ++i;
+    qint64 value = 0;
+    for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
+        value = value * 10 + (text[i] - '0');
+        if (value > std::numeric_limits<qint32>::max())
+            return -1;
+    }
+    return value > 0 ? static_cast<qint32>(value) : -1;
+}
+
+} // namespace
+
+void ReplyScanner::feed(QByteArrayView chunk)
+{
+    if (chunk.isEmpty())
+        return;
+    if (!m_endMarker) {
+        // A marker split between the last chunk and this one lies within the
+        // kept tail and this chunk's first bytes; anything else lies within
+        // this chunk alone.
+        const QByteArray seam =
+            joined(QByteArrayView(m_tail).last(std::min(m_tail.size(), kMarkerTail)),
+                   chunk.first(std::min(chunk.size(), kMarkerTail)));
+        m_endMarker = hasEndMarker(seam) || hasEndMarker(chunk);
+    }
+    if (m_contentLength == 0)
+        scanLength(chunk);
+    m_received += chunk.size();
+    m_tail.append(chunk.last(std::min(chunk.size(), kKeep)));
+    m_tail = m_tail.right(kKeep);
+}
+
+void ReplyScanner::scanLength(QByteArrayView chunk)
+{
+    QByteArrayView value = chunk;
+    bool crBefore = false;
+    if (m_headerFound) {
+        crBefore = m_tail.endsWith('\r');
+    } else {
+        qsizetype valueStart = -1;
+        const QByteArray seam = joined(m_tail, chunk.first(std::min(chunk.size(), kKeep)));
+        const qsizetype inSeam = QByteArrayView(seam).indexOf(kLengthHeader);
+        if (inSeam >= 0) {
+            valueStart = inSeam + kLengthHeader.size() - m_tail.size();
+        } else {
+            const qsizetype at = chunk.indexOf(kLengthHeader);
+            if (at >= 0)
+                valueStart = at + kLengthHeader.size();
+        }
+        if (valueStart < 0) {
+            if (m_received + chunk.size() > kHeaderlessLimit)
+                m_contentLength = -1;
+            return;
+        }
+        m_headerFound = true;
+        value = chunk.sliced(valueStart);
+    }
+    m_value.append(value.first(std::min(value.size(), kValueLimit - m_value.size())));
+    // The value is only read once its line is complete, so a header that
+    // arrives in two pieces is not mistaken for a shorter number.
+    if (!(crBefore && value.startsWith('\n')) && !value.contains("\r\n"))
+        return;
+    const qsizetype eol = m_value.indexOf("\r\n");
+    m_contentLength = positiveNumber(eol < 0 ? QByteArrayView(m_value) : m_value.first(eol));
+    m_value.clear();
+}
+
+} // namespace orvex
