@@ -1,8 +1,11 @@
 #include "platform/SingleInstance.h"
 
 #include <QLocalSocket>
+#include <QLoggingCategory>
 #include <QPointer>
 #include <QtGlobal>
+
+Q_LOGGING_CATEGORY(lcInstance, "orvex.instance")
 
 namespace orvex::platform {
 namespace {
@@ -13,6 +16,11 @@ const QByteArray kCloseRequest = QByteArrayLiteral("close\n");
 SingleInstance::SingleInstance(QObject *parent) : QObject(parent), m_key(defaultKey())
 {
     connect(&m_server, &QLocalServer::newConnection, this, &SingleInstance::onNewConnection);
+    m_retry.setInterval(250);
+    connect(&m_retry, &QTimer::timeout, this, [this] {
+        if (tryClaim())
+            m_retry.stop();
+    });
 }
 
 SingleInstance::~SingleInstance() = default;
@@ -31,6 +39,7 @@ QString SingleInstance::defaultKey()
 bool SingleInstance::anotherIsRunning() const
 {
     QLocalSocket probe;
+    probe.setSocketOptions(QLocalSocket::AbstractNamespaceOption);
     probe.connectToServer(m_key);
     const bool up = probe.waitForConnected(kConnectMs);
     probe.abort();
@@ -40,6 +49,7 @@ bool SingleInstance::anotherIsRunning() const
 bool SingleInstance::askOtherToClose() const
 {
     QLocalSocket socket;
+    socket.setSocketOptions(QLocalSocket::AbstractNamespaceOption);
     socket.connectToServer(m_key);
     if (!socket.waitForConnected(kConnectMs))
         return false;
@@ -49,16 +59,25 @@ bool SingleInstance::askOtherToClose() const
     return sent;
 }
 
-bool SingleInstance::claim()
+void SingleInstance::claim()
+{
+    if (!tryClaim())
+        m_retry.start();
+}
+
+bool SingleInstance::tryClaim()
 {
     if (m_server.isListening())
         return true;
-    m_server.setSocketOptions(QLocalServer::UserAccessOption);
-    if (m_server.listen(m_key))
-        return true;
-    // A copy that crashed, or one that is closing, leaves its name behind.
-    QLocalServer::removeServer(m_key);
-    return m_server.listen(m_key);
+    // In the abstract namespace (Linux) the name has no file: it is free the
+    // moment its holder ends, crash or not, and a copy on its way out cannot
+    // remove the name its successor already holds. Windows' named pipes
+    // behave the same way.
+    m_server.setSocketOptions(QLocalServer::AbstractNamespaceOption);
+    if (!m_server.listen(m_key))
+        return false;
+    qCInfo(lcInstance).noquote() << "running copy:" << m_key;
+    return true;
 }
 
 void SingleInstance::onNewConnection()

@@ -2,6 +2,7 @@
 #include <QLocalServer>
 #include <QObject>
 #include <QString>
+#include <QTimer>
 
 namespace orvex::platform {
 
@@ -23,18 +24,22 @@ public:
     bool anotherIsRunning() const;
     // Posts the close request to the running copy; does not wait for it.
     bool askOtherToClose() const;
-    // Becomes the running copy; an older copy that is still closing loses
-    // its name to us.
-    bool claim();
+    // Becomes the running copy. While an older copy still answers (it was
+    // asked to close and is on its way out) the name is taken over as soon
+    // as it has gone; the caller does not wait for that.
+    void claim();
+    bool isClaimed() const { return m_server.isListening(); }
 
 signals:
     void closeRequested();
 
 private:
     void onNewConnection();
+    bool tryClaim();
 
     QString m_key;
     QLocalServer m_server;
+    QTimer m_retry;
 };
 
 } // namespace orvex::platform

@@ -4,7 +4,7 @@ namespace orvex {
 
 Adds::Adds(const AddsServices &services)
     : AddsSettings(services), AddsHttp(services), AddsTray(services), AddsUtilities(services),
-      m_services(services)
+      AddsSystem(services), m_services(services)
 {}
 
 } // namespace orvex

@@ -2,9 +2,12 @@
 // The utility class shared by every form. Its routines come in families, one
 // file each (settings store, HTTP and sockets, tray icon, utilities); this
 // class only puts them together under one object.
+// (settings store, HTTP and sockets, tray icon, utilities, processes and
+// windows)
 #include "support/AddsHttp.h"
 #include "support/AddsServices.h"
 #include "support/AddsSettings.h"
+#include "support/AddsSystem.h"
 #include "support/AddsTray.h"
 #include "support/AddsUtilities.h"
 
@@ -12,10 +15,18 @@
 
 namespace orvex {
 
-class Adds : public AddsSettings, public AddsHttp, public AddsTray, public AddsUtilities
+class Adds : public AddsSettings,
+             public AddsHttp,
+             public AddsTray,
+             public AddsUtilities,
+             public AddsSystem
 {
 public:
     explicit Adds(const AddsServices &services);
+
+    // True only while running inside the development environment; a built
+    // program always takes the "false" branch.
+    static constexpr bool Win_InDevelopment = false;
 
     // True when the system reports the connection bit `flag` (one of the
     // single-bit values 1..64); any other value is False.

@@ -1,0 +1,511 @@
+#include "app/wnPrincipal.h"
+
+#include "app/TabColumnDelegate.h"
+#include "chat/wnChat.h"
+#include "chat/wnChatTo.h"
+#include "delays/wnDemoras.h"
+#include "platform/MessageBoxes.h"
+#include "platform/SingleInstance.h"
+#include "platform/TrayBackend.h"
+#include "support/Adds.h"
+#include "ui_wnPrincipal.h"
+
+#include <QCloseEvent>
+#include <QCoreApplication>
+#include <QCursor>
+#include <QDir>
+#include <QGuiApplication>
+#include <QLoggingCategory>
+#include <QScreen>
+
+Q_LOGGING_CATEGORY(lcStart, "orvex.start")
+
+namespace orvex {
+namespace {
+
+// The centre's own home server, used when neither the command line nor
+// "Orvex.ini" names another.
+const QString kCentreDefaultHost = QStringLiteral("centro.sendaro.net");
+const QString kNoValue = QStringLiteral("\u00B7");
+constexpr quint16 kChatPort = 9744;
+
+const char *const kPicsFiles[wnPrincipal::kPicsCount] = {
+    "tray_sinconexion.ico", "tray_sinconexion_b.ico", "tray_limitada.ico",
+    "tray_limitada_b.ico",  "tray_enlinea.ico",       "tray_enlinea_b.ico"};
+
+QString separatorLine()
+{
+    return QString(43, u'-');
+}
+
+} // namespace
+
+// Pics(0) owns the tray icon: the tray's messages reach the form as mouse
+// moves of that picture.
+class wnPrincipal::PicsOwner final : public TrayOwnerControl
+{
+public:
+    explicit PicsOwner(wnPrincipal &form) : m_form(form) {}
+
+    quint32 hwnd() const override
+    {
+        return static_cast<quint32>(m_form.Pics(0)->winId() & 0xFFFFFFFFu);
+    }
+
+    int twipsPerPixel() const override
+    {
+        // The callback codes exist for two screen scalings only: normal
+        // (96 dpi, 15 twips a pixel) and large fonts (120 dpi, 12).
+        const QScreen *screen = QGuiApplication::primaryScreen();
+        const qreal dpi = screen ? screen->logicalDotsPerInchX() : 96.0;
+        return dpi >= 110.0 ? 12 : 15;
+    }
+
+    void MouseMove(int Button, int Shift, float X, float Y) override
+    {
+        m_form.Pics_MouseMove(0, Button, Shift, X, Y);
+    }
+
+private:
+    wnPrincipal &m_form;
+};
+
+wnPrincipal::wnPrincipal(const wnPrincipalContext &context, QWidget *parent)
+    : QWidget(parent), m_ctx(context), m_ui(std::make_unique<Ui::wnPrincipal>()),
+      m_picsOwner(std::make_unique<PicsOwner>(*this))
+{
+    m_ui->setupUi(this);
+    if (!m_ctx.endProgram)
+        m_ctx.endProgram = [] { QCoreApplication::exit(0); };
+    m_pics = {m_ui->Pics_0, m_ui->Pics_1, m_ui->Pics_2, m_ui->Pics_3, m_ui->Pics_4, m_ui->Pics_5};
+    m_ui->ListaDestinos->setItemDelegate(new TabColumnDelegate(m_ui->ListaDestinos));
+
+    m_timerScan.setInterval(1000);
+    connect(&m_timerScan, &QTimer::timeout, this, &wnPrincipal::TimerScan_Timer);
+
+    buildPopupMenu();
+    m_ui->cmdMenu->setMenu(&m_mnuPopUp);
+    connect(&m_mnuPopUp, &QMenu::aboutToShow, this, [this] { PopUpBuilder(false); });
+    connect(this, &QWidget::customContextMenuRequested, this, [this] {
+        PopUpBuilder(false);
+        m_windowMenu.popup(QCursor::pos());
+    });
+
+    if (m_ctx.adds && m_ctx.adds->trayBackend()) {
+        connect(m_ctx.adds->trayBackend(), &platform::TrayBackend::hostAvailabilityChanged, this,
+                &wnPrincipal::updateTrayHostState);
+    }
+}
+
+wnPrincipal::~wnPrincipal()
+{
+    if (m_ctx.adds)
+        m_ctx.adds->Win_SysTrayRemove();
+}
+
+QString wnPrincipal::iniPath() const
+{
+    return QDir(m_ctx.programFolder).filePath(QStringLiteral("Orvex.ini"));
+}
+
+QString wnPrincipal::resourcePath(const QString &name) const
+{
+    return QDir(m_ctx.programFolder).filePath(QStringLiteral("resources/") + name);
+}
+
+QString wnPrincipal::centreFixedHost()
+{
+    // Installations (and the tests) may point the agent at another centre.
+    Adds &adds = *m_ctx.adds;
+    adds.INI_SetFileName(iniPath());
+    const QString host =
+        adds.INI_GetString(QStringLiteral("Centro"), QStringLiteral("Host"), kNoValue).trimmed();
+    if (host.isEmpty() || host == kNoValue)
+        return kCentreDefaultHost;
+    return host;
+}
+
+bool wnPrincipal::Form_Load()
+{
+    Adds &adds = *m_ctx.adds;
+
+    // 1. Only one copy runs; the user chooses which one stays.
+    if (m_ctx.instance) {
+        if (m_ctx.instance->anotherIsRunning()) {
+            const QString text =
+                QStringLiteral("Ya hay una copia de Orvex ejecutándose en este equipo.") +
+                QStringLiteral("\r\n") +
+                QStringLiteral("Desea cerrarla? (si pulsa negativamente, solo esta copia se "
+                               "cerrará)");
+            const auto answer =
+                m_ctx.messageBoxes
+                    ? m_ctx.messageBoxes->question(QCoreApplication::applicationName(), text)
+                    : platform::Answer::No;
+            if (answer == platform::Answer::No) {
+                qCInfo(lcStart) << "another copy is running; this one ends";
+                return false;
+            }
+            adds.App_Close(QStringLiteral("Orvex"));
+            m_ctx.instance->askOtherToClose();
+        }
+        m_ctx.instance->claim();
+        connect(m_ctx.instance, &platform::SingleInstance::closeRequested, this,
+                &wnPrincipal::Form_Unload, Qt::UniqueConnection);
+    }
+
+    // 2. The maintenance actions.
+    fillAccionCombo();
+
+    // 3. The home server: the whole command line, else the centre's host.
+    const QString commandLine = m_ctx.commandLine.trimmed();
+    m_centreHost = centreFixedHost();
+    m_homeServerHost = commandLine.isEmpty() ? QVariant(m_centreHost) : QVariant(commandLine);
+
+    // 4. No close command of its own; the maker's credits.
+    decorateWindow();
+
+    // 5. The caption to come back to after a progress caption.
+    m_tag = windowTitle();
+
+    // 6. The tray icon, owned by Pics(0).
+    loadPictures();
+    adds.setWin_SysTrayOwnerControl(m_picsOwner.get());
+    adds.setWin_SysTrayToolTip(windowTitle());
+    adds.Win_SysTrayAdd();
+    updateTrayHostState(adds.trayBackend() && adds.trayBackend()->hostAvailable());
+
+    // 7. The settings file.
+    adds.INI_SetFileName(iniPath());
+
+    // 8.-10. The server table: the INI entries, then the support server.
+    DynIpServers.clear();
+    DynIpServers.emplace_back();
+    ChatWindows.clear();
+    m_chatTo = std::make_unique<wnChatTo>();
+    readServerList();
+    addSupportServer();
+
+    // 11.-12. The support chat and its menu entry.
+    openFirstChatWindow();
+    mnuChat(0)->setText(QStringLiteral("Lumaris - Soporte técnico"));
+
+    // 13. The tray shows the first picture.
+    adds.setWin_SysTrayIcon(PicsPicture(0));
+    m_ui->imgEstado->setPixmap(PicsPicture(0).pixmap(48, 48));
+
+    // 14. The scan runs every second, and once right now.
+    if (!Adds::Win_InDevelopment)
+        m_timerScan.start();
+    TimerScan_Timer();
+
+    // 15. The delay board, loaded but not shown.
+    m_demoras = std::make_unique<wnDemoras>();
+    if (Adds::Win_InDevelopment)
+        m_demoras->TimerScan().stop();
+
+    // 16.
+    QCoreApplication::processEvents();
+    return true;
+}
+
+void wnPrincipal::Form_Unload()
+{
+    if (m_unloading)
+        return;
+    m_unloading = true;
+    m_timerScan.stop();
+    if (m_ctx.adds)
+        m_ctx.adds->Win_SysTrayRemove();
+    for (auto &chat : ChatWindows)
+        chat->hide();
+    if (m_demoras)
+        m_demoras->hide();
+    hide();
+    m_ctx.endProgram();
+}
+
+void wnPrincipal::closeEvent(QCloseEvent *event)
+{
+    // A close request (the older copy being replaced, the window manager)
+    // ends the agent, as the unload handler does.
+    event->accept();
+    Form_Unload();
+}
+
+void wnPrincipal::fillAccionCombo()
+{
+    QComboBox *combo = m_ui->Accion_Combo;
+    combo->clear();
+    combo->addItem(QStringLiteral("Actualizar sistema por Internet"));
+    combo->addItem(separatorLine());
+    combo->addItem(QStringLiteral("Guardar configuración por Internet"));
+    combo->addItem(QStringLiteral("Guardar histórico de casos por Internet"));
+    combo->addItem(separatorLine());
+    combo->addItem(QStringLiteral("Recuperar configuración por Internet"));
+    combo->addItem(QStringLiteral("Recuperar histórico de casos por Internet"));
+    combo->addItem(separatorLine());
+}
+
+void wnPrincipal::decorateWindow()
+{
+    Adds &adds = *m_ctx.adds;
+    const quint64 handle = static_cast<quint64>(winId());
+    // Where the system has a window menu, its close item (position 6) goes;
+    // everywhere the window is built without a close button.
+    adds.Win_DeleteSystemMenuItem(handle, 6);
+    setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                   Qt::WindowMinimizeButtonHint);
+    m_windowMenu.clear();
+    m_windowMenu.addActions(m_mnuPopUp.actions());
+    if (!adds.Lumaris_AgregarAboutEnMenu(handle)) {
+        m_windowMenu.addSeparator();
+        for (const QString &line : AddsSystem::aboutLines())
+            m_windowMenu.addAction(line)->setEnabled(false);
+    }
+}
+
+void wnPrincipal::loadPictures()
+{
+    for (int i = 0; i < kPicsCount; ++i) {
+        m_picsIcons[i] = QIcon(resourcePath(QString::fromLatin1(kPicsFiles[i])));
+        m_pics[i]->setPixmap(m_picsIcons[i].pixmap(16, 16));
+    }
+    const QIcon appIcon(resourcePath(QStringLiteral("orvex.ico")));
+    if (!appIcon.isNull())
+        setWindowIcon(appIcon);
+}
+
+void wnPrincipal::buildPopupMenu()
+{
+    m_mnuPopUp.setTitle(QStringLiteral("Orvex"));
+    auto add = [this](int index, const QString &caption) {
+        QAction *a = m_mnuPopUp.addAction(caption);
+        connect(a, &QAction::triggered, this, [this, index] { mnuEmergente_Click(index); });
+        m_mnuEmergente[static_cast<size_t>(index)] = a;
+        return a;
+    };
+    add(0, QStringLiteral("Sendaro - Orvex"))->setEnabled(false);
+    m_mnuPopUp.addSeparator();
+    add(1, QStringLiteral("Chequear conexión ahora!"));
+    add(2, QStringLiteral("Modificar Demoras promedio"));
+
+    m_mnuConversaciones.setTitle(QStringLiteral("Mostrar conversaciones"));
+    m_mnuEmergente[3] = m_mnuPopUp.addMenu(&m_mnuConversaciones);
+    for (int i = 0; i < kChatMenuSlots; ++i) {
+        QAction *a = m_mnuConversaciones.addAction(QString());
+        connect(a, &QAction::triggered, this, [this, i] { mnuChat_Click(i); });
+        a->setVisible(i == 0);
+        m_mnuChat[static_cast<size_t>(i)] = a;
+    }
+    m_mnuConversaciones.addSeparator();
+    m_mnuChatNew = m_mnuConversaciones.addAction(QStringLiteral("Iniciar conversación"));
+    connect(m_mnuChatNew, &QAction::triggered, this, [this] { mnuChat_Click(kChatMenuNew); });
+
+    m_mnuPopUp.addSeparator();
+    add(9, QStringLiteral("Mostrar Ventana/Ocultar Ventana"));
+    m_mnuPopUp.addSeparator();
+    add(10, QStringLiteral("Cerrar el programa"));
+}
+
+void wnPrincipal::readServerList()
+{
+    Adds &adds = *m_ctx.adds;
+    m_lastDomain.clear();
+    for (int n = 1; n <= 10; ++n) {
+        const QString value =
+            adds.INI_GetString(QStringLiteral("DynIP"),
+                               QStringLiteral("DynIP Server ") + QString::number(n), kNoValue);
+        const DynIpServerValue parsed = parseDynIpServerValue(value);
+        if (!parsed.hasSeparator)
+            continue;
+        m_lastDomain = parsed.domainField;
+        if (!parsed.valid) {
+            qCInfo(lcStart) << "DynIP Server" << n << "skipped: no host or domain";
+            continue;
+        }
+
+        DynIpServer server;
+        server.Name = parsed.Name;
+        server.Domain = parsed.Domain;
+        server.Host = parsed.Host;
+        server.Port = parsed.Port;
+        server.Version = parsed.Version;
+        server.KeepAliveSeconds = parsed.KeepAliveSeconds;
+        const int index = static_cast<int>(DynIpServers.size());
+        if (server.Version == QStringLiteral("V2")) {
+            m_chatTo->addServer(server.Name, index);
+            server.ChatClient = std::make_unique<platform::IrcClient>();
+            server.ChatClient->setServerHost(server.Host);
+            server.ChatClient->setPort(kChatPort);
+            server.ChatClient->setChannel(QStringLiteral("#") + server.Name);
+            server.ChatClient->setNickName(server.Domain);
+            server.ChatClient->setUserName(server.Domain);
+        }
+        m_ui->ListaDestinos->addItem(server.Name + QStringLiteral("\t..."));
+        DynIpServers.push_back(std::move(server));
+    }
+}
+
+void wnPrincipal::addSupportServer()
+{
+    m_chatTo->addServer(QStringLiteral("Sendaro"), 0);
+    DynIpServer &support = DynIpServers[0];
+    support.Name = QStringLiteral("Sendaro");
+    support.Domain = m_lastDomain;
+    support.Host = Adds::Win_InDevelopment ? QStringLiteral("localhost") : m_centreHost;
+    support.Port = QStringLiteral("9751");
+    support.Version = QStringLiteral("V2");
+    support.KeepAliveSeconds = 900;
+    support.ChatClient = std::make_unique<platform::IrcClient>();
+    support.ChatClient->setServerHost(Adds::Win_InDevelopment ? QStringLiteral("localhost")
+                                                              : m_homeServerHost.toString());
+    support.ChatClient->setPort(kChatPort);
+    support.ChatClient->setChannel(QStringLiteral("#ox2k4"));
+    support.ChatClient->setNickName(support.Domain);
+    support.ChatClient->setUserName(support.Domain);
+}
+
+void wnPrincipal::openFirstChatWindow()
+{
+    auto chat = std::make_unique<wnChat>();
+    chat->setTag(QStringLiteral("0\\Soporte"));
+    chat->setWindowTitle(QStringLiteral("Soporte(Lumaris)"));
+    ChatWindows.push_back(std::move(chat));
+}
+
+QLabel *wnPrincipal::Pics(int index) const
+{
+    return m_pics.at(static_cast<size_t>(index));
+}
+
+QIcon wnPrincipal::PicsPicture(int index) const
+{
+    return m_picsIcons.at(static_cast<size_t>(index));
+}
+
+QAction *wnPrincipal::mnuEmergente(int index) const
+{
+    return m_mnuEmergente.at(static_cast<size_t>(index));
+}
+
+QAction *wnPrincipal::mnuChat(int index) const
+{
+    if (index == kChatMenuNew)
+        return m_mnuChatNew;
+    return m_mnuChat.at(static_cast<size_t>(index));
+}
+
+void wnPrincipal::TimerScan_Timer()
+{
+    // A tick that arrives while the previous one still waits on the network
+    // returns at once.
+    if (m_scanBusy)
+        return;
+    m_scanBusy = true;
+    setWindowTitle(m_tag);
+    m_scanBusy = false;
+}
+
+void wnPrincipal::Pics_MouseMove(int Index, int Button, int Shift, float X, float Y)
+{
+    (void)Index;
+    (void)Button;
+    (void)Shift;
+    (void)Y;
+    const QString code = QString::number(qRound(X), 16).toUpper();
+    if (code == QStringLiteral("1E3C") || code == QStringLiteral("1830")) {
+        PopUpBuilder(true);
+    } else if (code == QStringLiteral("1E0F")) {
+        toggleMainWindow();
+    }
+    // "1E2D", "1824" and "1E5A" (double clicks) do nothing.
+}
+
+void wnPrincipal::PopUpBuilder(bool atCursor)
+{
+    const int last = static_cast<int>(ChatWindows.size()) - 1;
+    for (int i = 0; i < kChatMenuSlots; ++i) {
+        if (i <= last) {
+            m_mnuChat[static_cast<size_t>(i)]->setText(
+                ChatWindows[static_cast<size_t>(i)]->windowTitle());
+            m_mnuChat[static_cast<size_t>(i)]->setVisible(true);
+        } else {
+            m_mnuChat[static_cast<size_t>(i)]->setVisible(false);
+        }
+    }
+    if (atCursor)
+        m_mnuPopUp.popup(QCursor::pos());
+}
+
+void wnPrincipal::mnuEmergente_Click(int Index)
+{
+    switch (Index) {
+    case 1:
+        // Every server but the support one is asked again right now.
+        for (size_t i = 1; i < DynIpServers.size(); ++i)
+            DynIpServers[i].NextKeepAlive = QDateTime();
+        TimerScan_Timer();
+        break;
+    case 2:
+        if (m_demoras) {
+            m_demoras->show();
+            m_demoras->raise();
+        }
+        break;
+    case 9:
+        toggleMainWindow();
+        break;
+    case 10:
+        Form_Unload();
+        break;
+    default:
+        break;
+    }
+}
+
+void wnPrincipal::mnuChat_Click(int Index)
+{
+    if (Index == kChatMenuNew) {
+        if (m_chatTo) {
+            m_chatTo->show();
+            m_chatTo->raise();
+        }
+        return;
+    }
+    if (Index < 0 || static_cast<size_t>(Index) >= ChatWindows.size())
+        return;
+    wnChat &chat = *ChatWindows[static_cast<size_t>(Index)];
+    chat.setVisible(true);
+    chat.show();
+    chat.raise();
+}
+
+void wnPrincipal::toggleMainWindow()
+{
+    const bool trayShown = m_ctx.adds && m_ctx.adds->Win_SysTrayEnable() &&
+                           m_ctx.adds->trayBackend() && m_ctx.adds->trayBackend()->hostAvailable();
+    if (isVisible() && !trayShown) {
+        // Without a notification area a hidden window could not be found
+        // again: minimise instead.
+        showMinimized();
+        return;
+    }
+    setVisible(!isVisible());
+    if (isVisible()) {
+        setWindowState(windowState() & ~Qt::WindowMinimized);
+        show();
+        raise();
+        activateWindow();
+    }
+}
+
+void wnPrincipal::updateTrayHostState(bool available)
+{
+    // The menu button stands in for the tray icon's menu when the desktop
+    // has no notification area.
+    m_ui->cmdMenu->setVisible(!available);
+    if (!available && !isVisible() && !m_unloading && !m_tag.isEmpty())
+        show();
+}
+
+} // namespace orvex

@@ -1,0 +1,134 @@
+#pragma once
+#include "app/DynIpServer.h"
+
+#include <QIcon>
+#include <QMenu>
+#include <QString>
+#include <QTimer>
+#include <QVariant>
+#include <QWidget>
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <vector>
+
+class QAction;
+class QLabel;
+
+namespace Ui {
+class wnPrincipal;
+}
+
+namespace orvex {
+
+class Adds;
+class wnChat;
+class wnChatTo;
+class wnDemoras;
+
+namespace platform {
+class MessageBoxes;
+class SingleInstance;
+} // namespace platform
+
+// Everything the main form works with, handed in by whoever starts it.
+struct wnPrincipalContext
+{
+    Adds *adds = nullptr;
+    platform::MessageBoxes *messageBoxes = nullptr;
+    // Null skips the second-copy check (tests of a single form).
+    platform::SingleInstance *instance = nullptr;
+    QString programFolder;
+    // The program's command line after its name; names the home server.
+    QString commandLine;
+    // Ends the program; the default quits the application's event loop.
+    std::function<void()> endProgram;
+};
+
+// The agent's main window: the state of every server of the centre, the
+// maintenance actions, and the owner of the tray icon and its menu.
+class wnPrincipal : public QWidget
+{
+    Q_OBJECT
+public:
+    static constexpr int kPicsCount = 6;
+    static constexpr int kChatMenuSlots = 21;
+    static constexpr int kChatMenuNew = 99;
+
+    explicit wnPrincipal(const wnPrincipalContext &context, QWidget *parent = nullptr);
+    ~wnPrincipal() override;
+
+    // The load handler. False when this copy must end at once (the user
+    // chose to keep the copy that was already running).
+    bool Form_Load();
+    // The unload handler: the tray icon goes, then the program ends.
+    void Form_Unload();
+
+    // The tray's mouse messages, as the owner control receives them.
+    void Pics_MouseMove(int Index, int Button, int Shift, float X, float Y);
+    void mnuEmergente_Click(int Index);
+    void mnuChat_Click(int Index);
+    void TimerScan_Timer();
+
+    // Controls and state, by the names the rest of the agent uses.
+    Ui::wnPrincipal &ui() { return *m_ui; }
+    QLabel *Pics(int index) const;
+    QIcon PicsPicture(int index) const;
+    QMenu *mnuPopUp() { return &m_mnuPopUp; }
+    QAction *mnuEmergente(int index) const;
+    QAction *mnuChat(int index) const;
+    QTimer &TimerScan() { return m_timerScan; }
+    QString Tag() const { return m_tag; }
+    QVariant homeServerHost() const { return m_homeServerHost; }
+
+    std::vector<DynIpServer> DynIpServers;
+    std::vector<std::unique_ptr<wnChat>> ChatWindows;
+    wnChatTo *chatToDialog() const { return m_chatTo.get(); }
+    wnDemoras *delayBoard() const { return m_demoras.get(); }
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
+
+private:
+    class PicsOwner;
+
+    QString iniPath() const;
+    QString resourcePath(const QString &name) const;
+    QString centreFixedHost();
+    void fillAccionCombo();
+    void decorateWindow();
+    void loadPictures();
+    void buildPopupMenu();
+    void readServerList();
+    void addSupportServer();
+    void openFirstChatWindow();
+    void PopUpBuilder(bool atCursor);
+    void toggleMainWindow();
+    void updateTrayHostState(bool available);
+
+    wnPrincipalContext m_ctx;
+    std::unique_ptr<Ui::wnPrincipal> m_ui;
+    std::unique_ptr<PicsOwner> m_picsOwner;
+    std::array<QLabel *, kPicsCount> m_pics{};
+    std::array<QIcon, kPicsCount> m_picsIcons;
+    QMenu m_mnuPopUp;
+    QMenu m_mnuConversaciones;
+    // The window's own context menu: the tray commands, and the maker's
+    // credits where the system has no window menu to carry them.
+    QMenu m_windowMenu;
+    std::array<QAction *, 11> m_mnuEmergente{};
+    std::array<QAction *, kChatMenuSlots> m_mnuChat{};
+    QAction *m_mnuChatNew = nullptr;
+    QTimer m_timerScan;
+    bool m_scanBusy = false;
+    bool m_unloading = false;
+    QString m_tag;
+    QVariant m_homeServerHost;
+    QString m_centreHost;
+    QString m_lastDomain;
+    std::unique_ptr<wnChatTo> m_chatTo;
+    std::unique_ptr<wnDemoras> m_demoras;
+};
+
+} // namespace orvex
