@@ -191,7 +191,6 @@ bool wnPrincipal::Form_Load()
 
     // 13. The tray shows the first picture.
     adds.setWin_SysTrayIcon(PicsPicture(0));
-    m_ui->imgEstado->setPixmap(PicsPicture(0).pixmap(48, 48));
 
     // 14. The scan runs every second, and once right now.
     if (!Adds::Win_InDevelopment)
@@ -271,8 +270,12 @@ void wnPrincipal::loadPictures()
         m_pics[i]->setPixmap(m_picsIcons[i].pixmap(16, 16));
     }
     const QIcon appIcon(resourcePath(QStringLiteral("orvex.ico")));
-    if (!appIcon.isNull())
+    if (!appIcon.isNull()) {
         setWindowIcon(appIcon);
+        // Until the first keep-alives have been judged the window shows the
+        // agent itself, not a state.
+        m_ui->imgEstado->setPixmap(appIcon.pixmap(48, 48));
+    }
 }
 
 void wnPrincipal::buildPopupMenu()
