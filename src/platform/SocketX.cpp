@@ -330,6 +330,23 @@ qint64 SocketX::ReceiveReadyCount() const
     return d->tcp ? d->tcp->bytesAvailable() : 0;
 }
 
+qint64 SocketX::ReceiveAppend(QByteArray &to)
+{
+    if (d->kind == SocketKind::Datagram) {
+        const QByteArray datagram = Receive();
+        to.append(datagram);
+        return datagram.size();
+    }
+    if (!d->tcp)
+        return 0;
+    const qint64 ready = d->tcp->bytesAvailable();
+    const qsizetype old = to.size();
+    to.resize(old + ready);
+    const qint64 n = d->tcp->read(to.data() + old, ready);
+    to.resize(old + std::max<qint64>(n, 0));
+    return std::max<qint64>(n, 0);
+}
+
 QByteArray SocketX::Receive()
 {
     if (d->kind == SocketKind::Stream)

@@ -61,6 +61,9 @@ public:
     virtual qint64 BytesSent() const;
     virtual qint64 ReceiveReadyCount() const;
     virtual QByteArray Receive();
+    // Receive, appending to `to` without a buffer of its own in between
+    // (a long reply then costs one copy); returns the number of bytes added.
+    virtual qint64 ReceiveAppend(QByteArray &to);
 
     // The run-time error raised by the last failing method: 0 when none.
     // Numbers are the usual socket error numbers (10061 refused, ...).

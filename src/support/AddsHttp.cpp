@@ -173,11 +173,11 @@ bool receiveReply(SocketX &socket, int timeOutSeconds, ProgressCaption *progress
     ReplyScanner scanner;
     const QDeadlineTimer deadline(qint64(timeOutSeconds) * 1000);
     const auto take = [&] {
-        const QByteArray chunk = socket.Receive();
+        const qsizetype before = reply.size();
+        socket.ReceiveAppend(reply);
         if (socket.ErrorPending())
             return false;
-        scanner.feed(chunk);
-        reply += chunk;
+        scanner.feed(QByteArrayView(reply).sliced(before));
         return true;
     };
     const auto connected = [&] { return socket.state() == SocketState::Connected; };

@@ -44,14 +44,13 @@ struct RecordingSocket final : SocketX
     }
 };
 
-// Fails the way a system call would, on the first Receive.
+// Fails the way a system call would, on the first receive.
 struct FailingSocket final : SocketX
 {
-    QByteArray Receive() override
+    qint64 ReceiveAppend(QByteArray &to) override
     {
-        QByteArray bytes = SocketX::Receive();
         raiseError(10054, u"Connection reset by peer"_s);
-        return bytes;
+        return SocketX::ReceiveAppend(to);
     }
 };
 
