@@ -12,6 +12,7 @@
 #include <QLoggingCategory>
 #include <QScopeGuard>
 
+#include <algorithm>
 #include <limits>
 
 Q_LOGGING_CATEGORY(lcHttp, "orvex.http")
@@ -171,7 +172,8 @@ bool connectTo(SocketX &socket, const Target &target)
 bool receiveReply(SocketX &socket, int timeOutSeconds, ProgressCaption *progress, QByteArray &reply)
 {
     ReplyScanner scanner;
-    const QDeadlineTimer deadline(qint64(timeOutSeconds) * 1000);
+    // A negative time-out is a deadline already past, not an endless wait.
+    const QDeadlineTimer deadline(qint64(std::max(timeOutSeconds, 0)) * 1000);
     const auto take = [&] {
         const qsizetype before = reply.size();
         socket.ReceiveAppend(reply);
