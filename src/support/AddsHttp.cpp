@@ -1,5 +1,6 @@
 #include "support/AddsHttp.h"
 
+#include "platform/LargeBuffer.h"
 #include "platform/SocketX.h"
 #include "support/AddsUtilities.h"
 #include "support/AnsiCodec.h"
@@ -36,6 +37,23 @@ constexpr qint16 kDefaultTimeOutSeconds = 10;
 // Data, a close and the deadline all wake the event loop by themselves; this
 // only bounds how late a condition nobody announces could be noticed.
 constexpr int kIdlePollMs = 250;
+// An announced length up to this size is reserved at once; beyond it (or
+// for a lying server) the reply grows as it arrives.
+constexpr qint64 kMaxReserve = qint64(512) << 20;
+constexpr qint64 kLargeReply = qint64(8) << 20;
+
+// Once the server has said how long its reply is, room for all of it is
+// made at once: the buffer is then never moved, and a large one is filled
+// without a page fault every 4 KB.
+void reserveForAnnouncedLength(QByteArray &reply, qint64 contentLength)
+{
+    const qint64 want = reply.size() + std::min(contentLength, kMaxReserve) + 4096;
+    if (want <= reply.capacity())
+        return;
+    reply.reserve(static_cast<qsizetype>(want));
+    if (want >= kLargeReply)
+        platform::adviseSequentialFill(reply.data(), static_cast<std::size_t>(reply.capacity()));
+}
 
 // The leading number of `text` after blanks, 0 when there is none.
 qint32 numericValue(QStringView text)
@@ -172,6 +190,7 @@ bool connectTo(SocketX &socket, const Target &target)
 bool receiveReply(SocketX &socket, int timeOutSeconds, ProgressCaption *progress, QByteArray &reply)
 {
     ReplyScanner scanner;
+    bool reserved = false;
     // A negative time-out is a deadline already past, not an endless wait.
     const QDeadlineTimer deadline(qint64(std::max(timeOutSeconds, 0)) * 1000);
     const auto take = [&] {
@@ -180,6 +199,10 @@ bool receiveReply(SocketX &socket, int timeOutSeconds, ProgressCaption *progress
         if (socket.ErrorPending())
             return false;
         scanner.feed(QByteArrayView(reply).sliced(before));
+        if (!reserved && scanner.contentLength() > 0) {
+            reserved = true;
+            reserveForAnnouncedLength(reply, scanner.contentLength());
+        }
         return true;
     };
     const auto connected = [&] { return socket.state() == SocketState::Connected; };
@@ -219,18 +242,18 @@ AddsHttp::AddsHttp(const AddsServices &services)
     (void)services;
 }
 
-QString AddsHttp::NET_HTTPget(SocketX &Socket, const QString &URL, const QString &Path,
-                              const QString &Port, int TimeOutSeconds, const QString &ExtraHeader,
-                              ProgressCaption *ProgressControl)
+AnsiText AddsHttp::NET_HTTPget(SocketX &Socket, const QString &URL, const QString &Path,
+                               const QString &Port, int TimeOutSeconds, const QString &ExtraHeader,
+                               ProgressCaption *ProgressControl)
 {
     qint16 seconds = static_cast<qint16>(std::clamp<int>(
         TimeOutSeconds, std::numeric_limits<qint16>::min(), std::numeric_limits<qint16>::max()));
     return NET_HTTPget(Socket, URL, Path, Port, seconds, ExtraHeader, ProgressControl);
 }
 
-QString AddsHttp::NET_HTTPget(SocketX &Socket, const QString &URL, const QString &Path,
-                              const QString &Port, qint16 &TimeOutSeconds,
-                              const QString &ExtraHeader, ProgressCaption *ProgressControl)
+AnsiText AddsHttp::NET_HTTPget(SocketX &Socket, const QString &URL, const QString &Path,
+                               const QString &Port, qint16 &TimeOutSeconds,
+                               const QString &ExtraHeader, ProgressCaption *ProgressControl)
 {
     // Events run while this waits, so a timer may try to start another
     // request on the same socket; it must not disturb this one.
@@ -243,7 +266,7 @@ QString AddsHttp::NET_HTTPget(SocketX &Socket, const QString &URL, const QString
     Socket.ClearError();
 
     const Target target = parseUrl(URL, Path, Port);
-    QString result;
+    AnsiText result;
     if (connectTo(Socket, target)) {
         const QByteArray request = requestText(target.path, ExtraHeader);
         qCDebug(lcHttp).noquote() << "GET" << target.host << target.port << target.path;
@@ -259,15 +282,15 @@ QString AddsHttp::NET_HTTPget(SocketX &Socket, const QString &URL, const QString
         const int seconds = TimeOutSeconds == 0 ? kDefaultTimeOutSeconds : TimeOutSeconds;
         QByteArray reply;
         if (receiveReply(Socket, seconds, ProgressControl, reply))
-            result = ansi::decode(reply);
+            result = AnsiText(std::move(reply));
     }
 
     if (ProgressControl)
         ProgressControl->setCaption(QString());
     if (Socket.ErrorPending()) {
-        result = u"Error: ("_s + QString::number(Socket.ErrorNumber()) + u") "_s +
-                 Socket.ErrorDescription();
-        qCWarning(lcHttp).noquote() << URL << result;
+        result = AnsiText::fromString(u"Error: ("_s + QString::number(Socket.ErrorNumber()) +
+                                      u") "_s + Socket.ErrorDescription());
+        qCWarning(lcHttp).noquote() << URL << result.toString();
     }
     while (Socket.ReceiveReadyCount() > 0 && !Socket.ErrorPending())
         Socket.Receive();

@@ -3,6 +3,7 @@
 // caller's socket, keep the event loop running while they wait, and leave the
 // socket closed.
 #include "support/AddsServices.h"
+#include "support/AnsiText.h"
 
 #include <QString>
 #include <QtGlobal>
@@ -27,15 +28,16 @@ public:
     // closes. `ExtraHeader` is one header line without its line end.
     // Returns the whole reply as received (status line, headers and body),
     // "Error: (" number ") " description after a run-time error, or an empty
-    // string when no connection was made or the socket is already in use.
-    QString NET_HTTPget(platform::SocketX &Socket, const QString &URL, const QString &Path,
-                        const QString &Port, qint16 &TimeOutSeconds,
-                        const QString &ExtraHeader = {},
-                        ProgressCaption *ProgressControl = nullptr);
-    QString NET_HTTPget(platform::SocketX &Socket, const QString &URL, const QString &Path = {},
-                        const QString &Port = {}, int TimeOutSeconds = 0,
-                        const QString &ExtraHeader = {},
-                        ProgressCaption *ProgressControl = nullptr);
+    // text when no connection was made or the socket is already in use. The
+    // reply stays in its ANSI bytes until it is read as a QString.
+    AnsiText NET_HTTPget(platform::SocketX &Socket, const QString &URL, const QString &Path,
+                         const QString &Port, qint16 &TimeOutSeconds,
+                         const QString &ExtraHeader = {},
+                         ProgressCaption *ProgressControl = nullptr);
+    AnsiText NET_HTTPget(platform::SocketX &Socket, const QString &URL, const QString &Path = {},
+                         const QString &Port = {}, int TimeOutSeconds = 0,
+                         const QString &ExtraHeader = {},
+                         ProgressCaption *ProgressControl = nullptr);
 
     // Sends `Data` as one UDP datagram. With an empty `Port`, `Destination`
     // is host ":" port (false when it has no ":"); otherwise it is the host.

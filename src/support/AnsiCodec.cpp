@@ -5,6 +5,7 @@
 #include <QStringDecoder>
 #include <QStringEncoder>
 
+#include <algorithm>
 #include <array>
 
 namespace orvex::ansi {
@@ -27,6 +28,25 @@ char toCp1252(char16_t c)
             return static_cast<char>(0x80 + i);
     }
     return '?';
+}
+
+// Whether any byte falls in 0x80..0x9F. Written as a branch-free reduction
+// so that the compiler vectorises it: most text has no such byte and then
+// needs no second pass.
+bool hasWindowsOnlyBytes(QByteArrayView bytes)
+{
+    const auto *p = reinterpret_cast<const unsigned char *>(bytes.data());
+    const qsizetype n = bytes.size();
+    constexpr qsizetype kBlock = 4096;
+    for (qsizetype start = 0; start < n; start += kBlock) {
+        const qsizetype end = std::min(n, start + kBlock);
+        unsigned char hit = 0;
+        for (qsizetype i = start; i < end; ++i)
+            hit |= static_cast<unsigned char>((p[i] & 0xE0) == 0x80);
+        if (hit)
+            return true;
+    }
+    return false;
 }
 
 bool useSystemCodePage()
@@ -61,6 +81,8 @@ QString decode(QByteArrayView bytes)
     // Latin-1 conversion is vectorised in Qt; only the 0x80..0x9F range needs
     // a second look, and a single pass over the result finds it.
     QString out = QString::fromLatin1(bytes.data(), bytes.size());
+    if (!hasWindowsOnlyBytes(bytes))
+        return out;
     char16_t *p = reinterpret_cast<char16_t *>(out.data());
     const qsizetype n = out.size();
     for (qsizetype i = 0; i < n; ++i) {

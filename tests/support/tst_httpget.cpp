@@ -142,7 +142,7 @@ private slots:
         QFETCH(QString, port);
         QFETCH(QString, peer);
         RecordingSocket socket;
-        QCOMPARE(m_http.NET_HTTPget(socket, url, QString(), port), QString());
+        QCOMPARE(m_http.NET_HTTPget(socket, url, QString(), port).toString(), QString());
         QCOMPARE(socket.peer, peer);
     }
 
@@ -253,8 +253,10 @@ private slots:
         LoopbackHttpServer server({ServerStep::send(kHead + "R:")});
         FailingSocket socket;
         CaptionLog log;
-        QCOMPARE(m_http.NET_HTTPget(socket, u"127.0.0.1"_s, u"/x"_s, QString::number(server.port()),
-                                    30, {}, &log),
+        QCOMPARE(m_http
+                     .NET_HTTPget(socket, u"127.0.0.1"_s, u"/x"_s, QString::number(server.port()),
+                                  30, {}, &log)
+                     .toString(),
                  u"Error: (10054) Connection reset by peer"_s);
         QCOMPARE(log.captions, QStringList{QString()});
         QCOMPARE(socket.state(), SocketState::Closed);
