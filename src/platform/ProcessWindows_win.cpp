@@ -1,5 +1,7 @@
 #include "platform/ProcessWindows.h"
 
+#include "platform/WideText_win.h"
+
 #include <windows.h>
 
 #include <cstdint>
@@ -7,19 +9,6 @@
 namespace orvex::platform {
 
 namespace {
-
-std::wstring toWide(const std::string &utf8)
-{
-    if (utf8.empty())
-        return {};
-    const int length =
-        MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
-    std::wstring wide(static_cast<std::size_t>(length > 0 ? length : 0), L'\0');
-    if (length > 0)
-        MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), wide.data(),
-                            length);
-    return wide;
-}
 
 HWND toHwnd(WindowHandle handle)
 {

@@ -1,5 +1,7 @@
 #include "platform/SystemMenu.h"
 
+#include "platform/WideText_win.h"
+
 #include <windows.h>
 
 #include <cstdint>
@@ -12,19 +14,6 @@ HMENU systemMenuOf(std::uint64_t window)
 {
     HWND hwnd = reinterpret_cast<HWND>(static_cast<std::uintptr_t>(window));
     return hwnd ? GetSystemMenu(hwnd, FALSE) : nullptr;
-}
-
-std::wstring toWide(const std::string &utf8)
-{
-    if (utf8.empty())
-        return {};
-    const int length =
-        MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
-    std::wstring wide(static_cast<std::size_t>(length > 0 ? length : 0), L'\0');
-    if (length > 0)
-        MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), wide.data(),
-                            length);
-    return wide;
 }
 
 // Command ids for the credit lines: below 0xF000, where the system's own

@@ -7,7 +7,7 @@
 namespace orvex {
 namespace {
 
-// Layout constants of the PE/COFF format (Microsoft PE/COFF specification,
+// Layout constants of the PE/COFF format (Microsoft's PE/COFF format document,
 // sections 2-3 and 6.9) and of the version resource (VS_VERSIONINFO).
 constexpr std::uint64_t kDosHeaderSize = 0x40;
 constexpr std::uint64_t kDosNewHeaderOffset = 0x3C; // e_lfanew
