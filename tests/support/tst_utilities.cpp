@@ -12,235 +12,219 @@ class tst_Utilities : public QObject
 {
     Q_OBJECT
 
-private slots:
-    void getPart_data();
-    void getPart();
-    void getFieldAt();
-    void translate_data();
-    void translate();
-    void urlEncode_data();
-    void urlEncode();
-    void ipNumber_data();
-    void ipNumber();
-    void countFiles_data();
-    void countFiles();
-    void saveAndRead();
-    void version_data();
-    void version();
-
-private:
     AddsUtilities m_utils{AddsServices{}};
+
+private slots:
+
+    void getPart_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("separator");
+        QTest::addColumn<bool>("drop");
+        QTest::addColumn<QString>("part");
+        QTest::addColumn<QString>("rest");
+        const auto row = [](const char *name, const QString &text, const QString &separator,
+                            bool drop, const QString &part, const QString &rest) {
+            QTest::newRow(name) << text << separator << drop << part << rest;
+        };
+        row("drop", u"a=b=c"_s, u"="_s, true, u"a"_s, u"b=c"_s);
+        row("keep", u"a=b=c"_s, u"="_s, false, u"a="_s, u"b=c"_s);
+        row("absent", u"abc"_s, u"="_s, true, {}, u"abc"_s);
+        row("empty separator", u"abc"_s, {}, true, {}, u"abc"_s);
+        row("long separator", u"k::v"_s, u"::"_s, false, u"k:"_s, u"v"_s);
+        row("separator first", u"=x"_s, u"="_s, true, {}, u"x"_s);
+    }
+
+    void getPart()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, separator);
+        QFETCH(bool, drop);
+        const QString part = AddsUtilities::Var_GetPart(text, separator, drop);
+        QTEST(part, "part");
+        QTEST(text, "rest");
+    }
+
+    void getFieldAt()
+    {
+        const QString row = u"zona\t\t15"_s;
+        QCOMPARE(AddsUtilities::Var_GetFieldAt(row, 1, u"\t"_s), u"zona"_s);
+        QCOMPARE(AddsUtilities::Var_GetFieldAt(row, 2, u"\t"_s), QString());
+        QCOMPARE(AddsUtilities::Var_GetFieldAt(row, 3, u"\t"_s), u"15"_s);
+        QCOMPARE(AddsUtilities::Var_GetFieldAt(row, 4, u"\t"_s), QString());
+        QCOMPARE(AddsUtilities::Var_GetFieldAt(u"a\r\nb\r\nc"_s, 3, u"\r\n"_s), u"c"_s);
+    }
+
+    void translate_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("find");
+        QTest::addColumn<QString>("replacement");
+        QTest::addColumn<QChar>("mode");
+        QTest::addColumn<bool>("ignoreCase");
+        QTest::addColumn<QString>("result");
+        const auto row = [](const char *name, const QString &text, const QString &find,
+                            const QString &replacement, char16_t mode, const QString &result,
+                            bool ignoreCase = false) {
+            QTest::newRow(name) << text << find << replacement << QChar(mode) << ignoreCase
+                                << result;
+        };
+        const QString x = u"xxaxbxx"_s;
+        row("A", x, u"x"_s, u"-"_s, u'A', u"--a-b--"_s);
+        row("A no overlap", u"aaa"_s, u"aa"_s, u"b"_s, u'a', u"ba"_s);
+        row("L", x, u"x"_s, {}, u'L', u"axbxx"_s);
+        row("T", x, u"x"_s, {}, u'T', u"xxaxb"_s);
+        row("B", x, u"x"_s, {}, u'B', u"axb"_s);
+        // Working on the reversed text must not reverse the find or the result.
+        row("T multi-char", u"cabab"_s, u"ab"_s, u"12"_s, u'T', u"c1212"_s);
+        row("T surrogate pair", u"\U0001F600a\U0001F600"_s, u"\U0001F600"_s, u"-"_s, u'T',
+            u"\U0001F600a-"_s);
+        row("L replacement holds find", u"aab"_s, u"a"_s, u"aa"_s, u'L', u"aaaab"_s);
+        row("case ignored", u"XxaX"_s, u"x"_s, {}, u'B', u"a"_s, true);
+        row("invalid mode", x, u"x"_s, u"-"_s, u'Z', x);
+    }
+
+    void translate()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, find);
+        QFETCH(QString, replacement);
+        QFETCH(QChar, mode);
+        QFETCH(bool, ignoreCase);
+        QTEST(AddsUtilities::Var_Translate(text, find, replacement, mode,
+                                           ignoreCase ? Qt::CaseInsensitive : Qt::CaseSensitive),
+              "result");
+    }
+
+    void urlEncode_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("encoded");
+        QTest::newRow("year") << u"A\u00F1o 1-2"_s << u"A%F1o+1%2D2"_s;
+        QTest::newRow("unreserved too") << u"-_.~"_s << u"%2D%5F%2E%7E"_s;
+        QTest::newRow("controls") << u"a\tb\r\n"_s << u"a%09b%0D%0A"_s;
+        QTest::newRow("euro") << u"\u20AC"_s << u"%80"_s;
+        QTest::newRow("not in code page") << u"\u65E5"_s << u"%3F"_s;
+        QTest::newRow("surrogate pair") << u"\U0001F600"_s << u"%3F"_s;
+    }
+
+    void urlEncode()
+    {
+        QFETCH(QString, text);
+        QTEST(AddsUtilities::URL_Encode(text), "encoded");
+    }
+
+    void ipNumber_data()
+    {
+        QTest::addColumn<QString>("host");
+        QTest::addColumn<bool>("valid");
+        QTest::newRow("limits") << u"255.255.255.0"_s << true;
+        QTest::newRow("out of range") << u"256.1.1.1"_s << false;
+        QTest::newRow("three parts") << u"10.0.1"_s << false;
+        QTest::newRow("empty part") << u"1..3.4"_s << false;
+        QTest::newRow("leading zero") << u"010.0.0.1"_s << false;
+        QTest::newRow("blank") << u" 1.2.3.4"_s << false;
+        QTest::newRow("name") << u"centro.example"_s << false;
+        QTest::newRow("other digits") << u"\u0661.\u0662.\u0663.\u0664"_s << false;
+    }
+
+    void ipNumber()
+    {
+        QFETCH(QString, host);
+        QTEST(AddsUtilities::NET_IPNumberIsValid(host), "valid");
+    }
+
+    void countFiles_data()
+    {
+        QTest::addColumn<QString>("pattern");
+        QTest::addColumn<bool>("folders");
+        QTest::addColumn<QStringList>("names");
+        const QStringList all{u".h.txt"_s, u"a.txt"_s, u"B.TXT"_s,
+                              u"noext"_s,  u"sub"_s,   u"x.txt.bak"_s};
+        QTest::newRow("star dot star") << u"*.*"_s << true << all;
+        QTest::newRow("files only") << u"*"_s << false << all;
+        QTest::newRow("any case") << u"*.txt"_s << true
+                                  << QStringList{u".h.txt"_s, u"a.txt"_s, u"B.TXT"_s};
+        QTest::newRow("question mark") << u"?.txt"_s << true << QStringList{u"a.txt"_s, u"B.TXT"_s};
+        QTest::newRow("question mark at dot") << u"a?.txt"_s << true << QStringList{u"a.txt"_s};
+        QTest::newRow("no extension") << u"*."_s << true << QStringList{u"noext"_s, u"sub"_s};
+        QTest::newRow("optional extension") << u"noext.*"_s << true << QStringList{u"noext"_s};
+        QTest::newRow("brackets are literal") << u"[a].txt"_s << true << QStringList();
+        QTest::newRow("pattern with folder") << u"sub\\*"_s << true << QStringList{u"in.txt"_s};
+    }
+
+    void countFiles()
+    {
+        QFETCH(QString, pattern);
+        QFETCH(bool, folders);
+        QFETCH(QStringList, names);
+        if (!folders)
+            names.removeAll(u"sub"_s);
+        QTemporaryDir dir;
+        for (const QString &name :
+             {u".h.txt"_s, u"a.txt"_s, u"B.TXT"_s, u"noext"_s, u"x.txt.bak"_s, u"sub/in.txt"_s})
+            QVERIFY(m_utils.File_SaveBinary(dir.filePath(name), u"x"_s));
+        // Callers build Windows-style folders, often with a trailing "\".
+        const QString folder = dir.path().replace(u'/', u'\\') + u'\\';
+        QCOMPARE(m_utils.File_ContarArchivos(folder, pattern, folders), names.size());
+        QCOMPARE(m_utils.File_ContarArchivos_Lista, names);
+        // A missing folder gives 0 and leaves no stale names behind.
+        QCOMPARE(m_utils.File_ContarArchivos(folder + u"missing"_s, pattern), 0);
+        QVERIFY(m_utils.File_ContarArchivos_Lista.isEmpty());
+    }
+
+    void saveAndRead()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.path() + u"\\a\\b\\data.bin"_s;
+        const QString local = dir.filePath(u"a/b/data.bin"_s);
+        QCOMPARE(m_utils.File_ReadBinary(path), QString());
+
+        // Every byte value survives the trip through text and back.
+        QByteArray all(256, Qt::Uninitialized);
+        for (int i = 0; i < 256; ++i)
+            all[i] = char(i);
+        QVERIFY(test::writeBytes(dir.filePath(u"src.bin"_s), all));
+        QVERIFY(m_utils.File_SaveBinary(path, m_utils.File_ReadBinary(dir.filePath(u"src.bin"_s))));
+        QCOMPARE(test::readBytes(local), all);
+
+        // Replace truncates, append adds, and nothing but the file is left behind.
+        QVERIFY(m_utils.File_SaveBinary(path, u"A\u00F1o"_s));
+        QVERIFY(m_utils.File_SaveBinary(path, u"\r\n"_s, true));
+        QCOMPARE(test::readBytes(local), QByteArray("A\xF1o\r\n"));
+        QCOMPARE(QDir(dir.filePath(u"a/b"_s)).entryList(QDir::Files | QDir::Hidden),
+                 QStringList{u"data.bin"_s});
+
+        // A folder where the file should be is a failure, not a crash.
+        QVERIFY(!m_utils.File_SaveBinary(dir.path() + u"\\a"_s, u"z"_s));
+        QVERIFY(!m_utils.File_SaveBinary(dir.path() + u"\\a"_s, u"z"_s, true));
+    }
+
+    void version_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<double>("number");
+        QTest::newRow("pe") << test::pe::buildImage({true, {2, 5, 7, 9}, true}) << u"2.5.7.9"_s
+                            << 2.5;
+        QTest::newRow("minor as decimals")
+            << test::pe::buildImage({false, {2, 10, 0, 1}, true}) << u"2.10.0.1"_s << 2.1;
+        QTest::newRow("text file") << QByteArray("MZ not really") << u"0.0.0.0"_s << 0.0;
+    }
+
+    void version()
+    {
+        QFETCH(QByteArray, content);
+        QTemporaryDir dir;
+        const QString path = dir.filePath(u"SendaroGestion.exe"_s);
+        QVERIFY(test::writeBytes(path, content));
+        QTEST(m_utils.File_GetVersion(path).toString(), "text");
+        const QVariant number = m_utils.File_GetVersion(path, true);
+        QCOMPARE(number.metaType(), QMetaType::fromType<double>());
+        QTEST(number.toDouble(), "number");
+        QCOMPARE(m_utils.File_GetVersion(dir.filePath(u"missing.exe"_s)).toString(), u"0.0.0.0"_s);
+    }
 };
-
-void tst_Utilities::getPart_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("separator");
-    QTest::addColumn<bool>("drop");
-    QTest::addColumn<QString>("part");
-    QTest::addColumn<QString>("rest");
-    const auto row = [](const char *name, const QString &text, const QString &separator, bool drop,
-                        const QString &part, const QString &rest) {
-        QTest::newRow(name) << text << separator << drop << part << rest;
-    };
-    row("drop", u"a=b=c"_s, u"="_s, true, u"a"_s, u"b=c"_s);
-    row("keep", u"a=b=c"_s, u"="_s, false, u"a="_s, u"b=c"_s);
-    row("absent", u"abc"_s, u"="_s, true, {}, u"abc"_s);
-    row("empty separator", u"abc"_s, {}, true, {}, u"abc"_s);
-    row("long separator", u"k::v"_s, u"::"_s, false, u"k:"_s, u"v"_s);
-    row("separator first", u"=x"_s, u"="_s, true, {}, u"x"_s);
-}
-
-void tst_Utilities::getPart()
-{
-    QFETCH(QString, text);
-    QFETCH(QString, separator);
-    QFETCH(bool, drop);
-    const QString part = AddsUtilities::Var_GetPart(text, separator, drop);
-    QTEST(part, "part");
-    QTEST(text, "rest");
-}
-
-void tst_Utilities::getFieldAt()
-{
-    const QString row = u"zona\t\t15"_s;
-    QCOMPARE(AddsUtilities::Var_GetFieldAt(row, 1, u"\t"_s), u"zona"_s);
-    QCOMPARE(AddsUtilities::Var_GetFieldAt(row, 2, u"\t"_s), QString());
-    QCOMPARE(AddsUtilities::Var_GetFieldAt(row, 3, u"\t"_s), u"15"_s);
-    QCOMPARE(AddsUtilities::Var_GetFieldAt(row, 4, u"\t"_s), QString());
-    QCOMPARE(AddsUtilities::Var_GetFieldAt(u"a\r\nb\r\nc"_s, 3, u"\r\n"_s), u"c"_s);
-}
-
-void tst_Utilities::translate_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("find");
-    QTest::addColumn<QString>("replacement");
-    QTest::addColumn<QChar>("mode");
-    QTest::addColumn<bool>("ignoreCase");
-    QTest::addColumn<QString>("result");
-    const auto row = [](const char *name, const QString &text, const QString &find,
-                        const QString &replacement, char16_t mode, const QString &result,
-                        bool ignoreCase = false) {
-        QTest::newRow(name) << text << find << replacement << QChar(mode) << ignoreCase << result;
-    };
-    const QString x = u"xxaxbxx"_s;
-    row("A", x, u"x"_s, u"-"_s, u'A', u"--a-b--"_s);
-    row("A no overlap", u"aaa"_s, u"aa"_s, u"b"_s, u'a', u"ba"_s);
-    row("L", x, u"x"_s, {}, u'L', u"axbxx"_s);
-    row("T", x, u"x"_s, {}, u'T', u"xxaxb"_s);
-    row("B", x, u"x"_s, {}, u'B', u"axb"_s);
-    // Working on the reversed text must not reverse the find or the result.
-    row("T multi-char", u"cabab"_s, u"ab"_s, u"12"_s, u'T', u"c1212"_s);
-    row("T surrogate pair", u"\U0001F600a\U0001F600"_s, u"\U0001F600"_s, u"-"_s, u'T',
-        u"\U0001F600a-"_s);
-    row("L replacement holds find", u"aab"_s, u"a"_s, u"aa"_s, u'L', u"aaaab"_s);
-    row("case ignored", u"XxaX"_s, u"x"_s, {}, u'B', u"a"_s, true);
-    row("invalid mode", x, u"x"_s, u"-"_s, u'Z', x);
-}
-
-void tst_Utilities::translate()
-{
-    QFETCH(QString, text);
-    QFETCH(QString, find);
-    QFETCH(QString, replacement);
-    QFETCH(QChar, mode);
-    QFETCH(bool, ignoreCase);
-    QTEST(AddsUtilities::Var_Translate(text, find, replacement, mode,
-                                       ignoreCase ? Qt::CaseInsensitive : Qt::CaseSensitive),
-          "result");
-}
-
-void tst_Utilities::urlEncode_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("encoded");
-    QTest::newRow("year") << u"A\u00F1o 1-2"_s << u"A%F1o+1%2D2"_s;
-    QTest::newRow("unreserved too") << u"-_.~"_s << u"%2D%5F%2E%7E"_s;
-    QTest::newRow("controls") << u"a\tb\r\n"_s << u"a%09b%0D%0A"_s;
-    QTest::newRow("euro") << u"\u20AC"_s << u"%80"_s;
-    QTest::newRow("not in code page") << u"\u65E5"_s << u"%3F"_s;
-    QTest::newRow("surrogate pair") << u"\U0001F600"_s << u"%3F"_s;
-}
-
-void tst_Utilities::urlEncode()
-{
-    QFETCH(QString, text);
-    QTEST(AddsUtilities::URL_Encode(text), "encoded");
-}
-
-void tst_Utilities::ipNumber_data()
-{
-    QTest::addColumn<QString>("host");
-    QTest::addColumn<bool>("valid");
-    QTest::newRow("loopback") << u"127.0.0.1"_s << true;
-    QTest::newRow("limits") << u"255.255.255.0"_s << true;
-    QTest::newRow("out of range") << u"256.1.1.1"_s << false;
-    QTest::newRow("three parts") << u"10.0.1"_s << false;
-    QTest::newRow("empty part") << u"1..3.4"_s << false;
-    QTest::newRow("leading zero") << u"010.0.0.1"_s << false;
-    QTest::newRow("blank") << u" 1.2.3.4"_s << false;
-    QTest::newRow("name") << u"centro.example"_s << false;
-    QTest::newRow("other digits") << u"\u0661.\u0662.\u0663.\u0664"_s << false;
-}
-
-void tst_Utilities::ipNumber()
-{
-    QFETCH(QString, host);
-    QTEST(AddsUtilities::NET_IPNumberIsValid(host), "valid");
-}
-
-void tst_Utilities::countFiles_data()
-{
-    QTest::addColumn<QString>("pattern");
-    QTest::addColumn<bool>("folders");
-    QTest::addColumn<QStringList>("names");
-    const QStringList all{u".h.txt"_s, u"a.txt"_s, u"B.TXT"_s,
-                          u"noext"_s,  u"sub"_s,   u"x.txt.bak"_s};
-    QTest::newRow("star dot star") << u"*.*"_s << true << all;
-    QTest::newRow("files only") << u"*"_s << false << all;
-    QTest::newRow("any case") << u"*.txt"_s << true
-                              << QStringList{u".h.txt"_s, u"a.txt"_s, u"B.TXT"_s};
-    QTest::newRow("question mark") << u"?.txt"_s << true << QStringList{u"a.txt"_s, u"B.TXT"_s};
-    QTest::newRow("question mark at dot") << u"a?.txt"_s << true << QStringList{u"a.txt"_s};
-    QTest::newRow("no extension") << u"*."_s << true << QStringList{u"noext"_s, u"sub"_s};
-    QTest::newRow("optional extension") << u"noext.*"_s << true << QStringList{u"noext"_s};
-    QTest::newRow("brackets are literal") << u"[a].txt"_s << true << QStringList();
-    QTest::newRow("pattern with folder") << u"sub\\*"_s << true << QStringList{u"in.txt"_s};
-}
-
-void tst_Utilities::countFiles()
-{
-    QFETCH(QString, pattern);
-    QFETCH(bool, folders);
-    QFETCH(QStringList, names);
-    if (!folders)
-        names.removeAll(u"sub"_s);
-    QTemporaryDir dir;
-    for (const QString &name :
-         {u".h.txt"_s, u"a.txt"_s, u"B.TXT"_s, u"noext"_s, u"x.txt.bak"_s, u"sub/in.txt"_s})
-        QVERIFY(m_utils.File_SaveBinary(dir.filePath(name), u"x"_s));
-    // Callers build Windows-style folders, often with a trailing "\".
-    const QString folder = dir.path().replace(u'/', u'\\') + u'\\';
-    QCOMPARE(m_utils.File_ContarArchivos(folder, pattern, folders), names.size());
-    QCOMPARE(m_utils.File_ContarArchivos_Lista, names);
-    // A missing folder gives 0 and leaves no stale names behind.
-    QCOMPARE(m_utils.File_ContarArchivos(folder + u"missing"_s, pattern), 0);
-    QVERIFY(m_utils.File_ContarArchivos_Lista.isEmpty());
-}
-
-void tst_Utilities::saveAndRead()
-{
-    QTemporaryDir dir;
-    const QString path = dir.path() + u"\\a\\b\\data.bin"_s;
-    const QString local = dir.filePath(u"a/b/data.bin"_s);
-    QCOMPARE(m_utils.File_ReadBinary(path), QString());
-
-    // Every byte value survives the trip through text and back.
-    QByteArray all(256, Qt::Uninitialized);
-    for (int i = 0; i < 256; ++i)
-        all[i] = char(i);
-    QVERIFY(test::writeBytes(dir.filePath(u"src.bin"_s), all));
-    QVERIFY(m_utils.File_SaveBinary(path, m_utils.File_ReadBinary(dir.filePath(u"src.bin"_s))));
-    QCOMPARE(test::readBytes(local), all);
-
-    // Replace truncates, append adds, and nothing but the file is left behind.
-    QVERIFY(m_utils.File_SaveBinary(path, u"A\u00F1o"_s));
-    QVERIFY(m_utils.File_SaveBinary(path, u"\r\n"_s, true));
-    QCOMPARE(test::readBytes(local), QByteArray("A\xF1o\r\n"));
-    QCOMPARE(QDir(dir.filePath(u"a/b"_s)).entryList(QDir::Files | QDir::Hidden),
-             QStringList{u"data.bin"_s});
-
-    // A folder where the file should be is a failure, not a crash.
-    QVERIFY(!m_utils.File_SaveBinary(dir.path() + u"\\a"_s, u"z"_s));
-    QVERIFY(!m_utils.File_SaveBinary(dir.path() + u"\\a"_s, u"z"_s, true));
-}
-
-void tst_Utilities::version_data()
-{
-    QTest::addColumn<QByteArray>("content");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<double>("number");
-    QTest::newRow("pe") << test::pe::buildImage({true, {2, 5, 7, 9}, true}) << u"2.5.7.9"_s << 2.5;
-    QTest::newRow("minor as decimals")
-        << test::pe::buildImage({false, {2, 10, 0, 1}, true}) << u"2.10.0.1"_s << 2.1;
-    QTest::newRow("no version resource")
-        << test::pe::buildImage({false, {2, 5, 0, 0}, false}) << u"0.0.0.0"_s << 0.0;
-    QTest::newRow("text file") << QByteArray("MZ not really") << u"0.0.0.0"_s << 0.0;
-}
-
-void tst_Utilities::version()
-{
-    QFETCH(QByteArray, content);
-    QTemporaryDir dir;
-    const QString path = dir.filePath(u"SendaroGestion.exe"_s);
-    QVERIFY(test::writeBytes(path, content));
-    QTEST(m_utils.File_GetVersion(path).toString(), "text");
-    const QVariant number = m_utils.File_GetVersion(path, true);
-    QCOMPARE(number.metaType(), QMetaType::fromType<double>());
-    QTEST(number.toDouble(), "number");
-    QCOMPARE(m_utils.File_GetVersion(dir.filePath(u"missing.exe"_s)).toString(), u"0.0.0.0"_s);
-}
 
 QTEST_GUILESS_MAIN(tst_Utilities)
 #include "tst_utilities.moc"
