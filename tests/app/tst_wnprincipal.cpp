@@ -9,9 +9,7 @@
 
 #include <QAction>
 #include <QComboBox>
-#include <QDir>
 #include <QListWidget>
-#include <QTemporaryDir>
 #include <QToolButton>
 #include <QtTest>
 
@@ -20,51 +18,31 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// A program folder as the installer leaves it: the settings file and the
-// resources beside the program.
-struct ProgramFolder
-{
-    QTemporaryDir dir;
-
-    explicit ProgramFolder(const QByteArray &ini)
-    {
-        test::writeBytes(dir.filePath(u"Orvex.ini"_s), ini);
-        const QDir source(qEnvironmentVariable("ORVEX_SOURCE_DIR") + u"/resources"_s);
-        QDir(dir.path()).mkdir(u"resources"_s);
-        for (const QString &f : source.entryList(QDir::Files))
-            QFile::copy(source.filePath(f), dir.filePath(u"resources/"_s + f));
-    }
-};
-
-const QByteArray kIni = "; servidores del centro\r\n"
-                        "[Centro]\r\n"
-                        "Host=127.0.0.1\r\n"
-                        "\r\n"
-                        "[DynIP]\r\n"
+const QByteArray kIni = "; servidores del centro\r\n[Centro]\r\nHost=127.0.0.1\r\n\r\n[DynIP]\r\n"
                         "DynIP Server 1=Alpha/prov1/127.0.0.1/V2\r\n"
                         "DynIP Server 3=Beta/prov2/127.0.0.1:8000/V1/60\r\n"
                         "DynIP Server 4=Roto//127.0.0.1/V2\r\n"
                         "DynIP Server 5=Gama/prov3/127.0.0.1/V2/300\r\n"
                         "DynIP Server 7=sin barra\r\n";
 
+// A program folder as the installer leaves it (the settings file, when
+// there is one, and the resources beside the program) and the main form.
 struct Harness
 {
-    explicit Harness(const QByteArray &ini = kIni, const QString &commandLine = {}) : folder(ini)
+    explicit Harness(const QByteArray &ini = kIni, const QString &commandLine = {})
     {
-        AddsServices services;
-        services.tray = &tray;
-        services.messageBoxes = &boxes;
-        adds = std::make_unique<Adds>(services);
-        wnPrincipalContext ctx;
-        ctx.adds = adds.get();
-        ctx.messageBoxes = &boxes;
-        ctx.programFolder = folder.dir.path();
-        ctx.commandLine = commandLine;
-        ctx.endProgram = [this] { ++ended; };
-        form = std::make_unique<wnPrincipal>(ctx);
+        if (!ini.isNull())
+            test::writeBytes(folder.filePath(u"Orvex.ini"_s), ini);
+        const QDir source(qEnvironmentVariable("ORVEX_SOURCE_DIR") + u"/resources"_s);
+        QDir(folder.path()).mkdir(u"resources"_s);
+        for (const QString &f : source.entryList(QDir::Files))
+            QFile::copy(source.filePath(f), folder.filePath(u"resources/"_s + f));
+        adds = std::make_unique<Adds>(AddsServices{.messageBoxes = &boxes, .tray = &tray});
+        form = std::make_unique<wnPrincipal>(wnPrincipalContext{
+            adds.get(), &boxes, nullptr, folder.path(), commandLine, [this] { ++ended; }});
     }
 
-    ProgramFolder folder;
+    QTemporaryDir folder;
     test::FakeTrayBackend tray;
     test::FakeMessageBoxes boxes;
     std::unique_ptr<Adds> adds;
@@ -72,12 +50,17 @@ struct Harness
     int ended = 0;
 };
 
-QStringList itemTexts(const QListWidget *list)
+// Name|Domain|Host|Port|Version|seconds, then the chat client if any.
+QString describe(const DynIpServer &s)
 {
-    QStringList out;
-    for (int i = 0; i < list->count(); ++i)
-        out << list->item(i)->text();
-    return out;
+    QString text = QStringList{s.Name, s.Domain,  s.Host,
+                               s.Port, s.Version, QString::number(s.KeepAliveSeconds)}
+                       .join(u'|');
+    if (const platform::IrcClient *c = s.ChatClient.get())
+        text += u" chat %1:%2 %3 %4/%5"_s.arg(c->ServerHost())
+                    .arg(c->Port())
+                    .arg(c->Channel(), c->NickName(), c->UserName());
+    return text;
 }
 
 } // namespace
@@ -86,115 +69,77 @@ class TestWnPrincipal : public QObject
 {
     Q_OBJECT
 private slots:
-    void loadBuildsTheServerTableAndTheWindow()
+    void serverTable_data()
     {
-        Harness h;
+        QTest::addColumn<QByteArray>("ini"); // null: no settings file
+        QTest::addColumn<QString>("commandLine");
+        QTest::addColumn<QStringList>("servers"); // element 0 is the support server
+        QTest::addColumn<QStringList>("chatTo");  // the chat destinations and their indexes
+        // The support server takes the domain of the last value with a "/"
+        // (Gama's: "sin barra" has none), and its chat follows the home
+        // server while its keep-alive host stays the centre's.
+        const auto support = [](const QString &domain, const QString &host, const QString &chat) {
+            return u"Sendaro|%1|%2|9751|V2|900 chat %3:9744 #ox2k4 %1/%1"_s.arg(domain, host, chat);
+        };
+        const QString local = u"127.0.0.1"_s, fixed = u"centro.sendaro.net"_s;
+        const QStringList servers{
+            u"Alpha|prov1|127.0.0.1|9751|V2|120 chat 127.0.0.1:9744 #Alpha prov1/prov1"_s,
+            u"Beta|prov2|127.0.0.1|8000|V1|60"_s,
+            u"Gama|prov3|127.0.0.1|9751|V2|300 chat 127.0.0.1:9744 #Gama prov3/prov3"_s};
+        const QStringList chatTo{u"Alpha=1"_s, u"Gama=3"_s, u"Sendaro=0"_s};
+        QTest::newRow("servers") << kIni << QString()
+                                 << QStringList{support(u"prov3"_s, local, local)} + servers
+                                 << chatTo;
+        QTest::newRow("home server on the command line")
+            << kIni << u"127.0.0.9"_s
+            << QStringList{support(u"prov3"_s, local, u"127.0.0.9"_s)} + servers << chatTo;
+        QTest::newRow("last value with a slash skipped")
+            << QByteArray(
+                   "[DynIP]\r\nDynIP Server 1=A/d1/127.0.0.1/V2\r\nDynIP Server 10=B//h/V2\r\n")
+            << QString()
+            << QStringList{support({}, fixed, fixed),
+                           u"A|d1|127.0.0.1|9751|V2|120 chat 127.0.0.1:9744 #A d1/d1"_s}
+            << QStringList{u"A=1"_s, u"Sendaro=0"_s};
+        QTest::newRow("no settings file")
+            << QByteArray() << QString() << QStringList{support({}, fixed, fixed)}
+            << QStringList{u"Sendaro=0"_s};
+    }
+    void serverTable()
+    {
+        QFETCH(QByteArray, ini);
+        QFETCH(QString, commandLine);
+        Harness h(ini, commandLine);
         QVERIFY(h.form->Form_Load());
         wnPrincipal &f = *h.form;
-
-        QCOMPARE(itemTexts(f.ui().ListaDestinos),
-                 (QStringList{u"Alpha\t..."_s, u"Beta\t..."_s, u"Gama\t..."_s}));
-
-        const QString sep(43, u'-');
-        QStringList actions;
-        for (int i = 0; i < f.ui().Accion_Combo->count(); ++i)
-            actions << f.ui().Accion_Combo->itemText(i);
-        QCOMPARE(actions, (QStringList{u"Actualizar sistema por Internet"_s, sep,
-                                       u"Guardar configuración por Internet"_s,
-                                       u"Guardar histórico de casos por Internet"_s, sep,
-                                       u"Recuperar configuración por Internet"_s,
-                                       u"Recuperar histórico de casos por Internet"_s, sep}));
-        QCOMPARE(f.ui().cmdAccion->text(), u"&Realizar"_s);
-
-        QCOMPARE(f.DynIpServers.size(), size_t(4));
-        const DynIpServer &alpha = f.DynIpServers[1];
-        QCOMPARE(alpha.Port, u"9751"_s);
-        QCOMPARE(int(alpha.KeepAliveSeconds), 120);
-        QVERIFY(alpha.ChatClient);
-        QCOMPARE(alpha.ChatClient->ServerHost(), u"127.0.0.1"_s);
-        QCOMPARE(int(alpha.ChatClient->Port()), 9744);
-        QCOMPARE(alpha.ChatClient->Channel(), u"#Alpha"_s);
-        QCOMPARE(alpha.ChatClient->NickName(), u"prov1"_s);
-        QCOMPARE(alpha.ChatClient->UserName(), u"prov1"_s);
-        const DynIpServer &beta = f.DynIpServers[2];
-        QCOMPARE(beta.Port, u"8000"_s);
-        QCOMPARE(int(beta.KeepAliveSeconds), 60);
-        QVERIFY(!beta.ChatClient);
-        QCOMPARE(int(f.DynIpServers[3].KeepAliveSeconds), 300);
-
-        // Element 0: the support server, with the domain of the last value
-        // that had a "/" (Gama's, since "sin barra" has none).
-        const DynIpServer &support = f.DynIpServers[0];
-        QCOMPARE(support.Name, u"Sendaro"_s);
-        QCOMPARE(support.Domain, u"prov3"_s);
-        QCOMPARE(support.Host, u"127.0.0.1"_s);
-        QCOMPARE(support.Port, u"9751"_s);
-        QCOMPARE(support.Version, u"V2"_s);
-        QCOMPARE(int(support.KeepAliveSeconds), 900);
-        QCOMPARE(support.ChatClient->ServerHost(), u"127.0.0.1"_s);
-        QCOMPARE(support.ChatClient->Channel(), u"#ox2k4"_s);
-        QCOMPARE(support.ChatClient->NickName(), u"prov3"_s);
-
-        // The chat destinations: every V2 entry, then the support server.
-        QComboBox *combo = f.chatToDialog()->ComboServer();
-        QCOMPARE(combo->count(), 3);
-        QCOMPARE(combo->itemText(0), u"Alpha"_s);
-        QCOMPARE(combo->itemData(0).toInt(), 1);
-        QCOMPARE(combo->itemText(1), u"Gama"_s);
-        QCOMPARE(combo->itemData(1).toInt(), 3);
-        QCOMPARE(combo->itemText(2), u"Sendaro"_s);
-        QCOMPARE(combo->itemData(2).toInt(), 0);
-
+        QStringList servers, listed, rows, chatTo;
+        for (const DynIpServer &s : f.DynIpServers)
+            servers << describe(s);
+        QTEST(servers, "servers");
+        for (size_t i = 1; i < f.DynIpServers.size(); ++i)
+            rows << f.DynIpServers[i].Name + u"\t..."_s;
+        for (int i = 0; i < f.ui().ListaDestinos->count(); ++i)
+            listed << f.ui().ListaDestinos->item(i)->text();
+        QCOMPARE(listed, rows);
+        const QComboBox *combo = f.chatToDialog()->ComboServer();
+        for (int i = 0; i < combo->count(); ++i)
+            chatTo << combo->itemText(i) + u'=' + combo->itemData(i).toString();
+        QTEST(chatTo, "chatTo");
+        QCOMPARE(f.homeServerHost().toString(),
+                 commandLine.isEmpty() ? f.DynIpServers[0].Host : commandLine);
+        // One conversation, with support; the scan timer; the hidden delay
+        // board; the tray icon showing the first picture.
         QCOMPARE(f.ChatWindows.size(), size_t(1));
         QCOMPARE(f.ChatWindows[0]->Tag(), u"0\\Soporte"_s);
-        QCOMPARE(f.ChatWindows[0]->windowTitle(), u"Soporte(Lumaris)"_s);
-        QCOMPARE(f.mnuChat(0)->text(), u"Lumaris - Soporte técnico"_s);
-
         QCOMPARE(f.Tag(), u"Orvex"_s);
         QVERIFY(f.TimerScan().isActive());
         QCOMPARE(f.TimerScan().interval(), 1000);
-        QVERIFY(f.delayBoard());
-        QVERIFY(!f.delayBoard()->isVisible());
-
-        // The tray icon is in, showing the first picture.
+        QVERIFY(f.delayBoard() && !f.delayBoard()->isVisible());
         QVERIFY(h.adds->Win_SysTrayEnable());
         QCOMPARE(h.tray.adds, 1);
         QVERIFY(!f.PicsPicture(0).isNull());
         QCOMPARE(h.tray.shownIcon.cacheKey(), f.PicsPicture(0).cacheKey());
         QCOMPARE(h.tray.shownTip, u" Orvex "_s);
         QVERIFY(h.boxes.questions.isEmpty());
-    }
-
-    void commandLineNamesTheHomeServer()
-    {
-        Harness h(kIni, u"127.0.0.9"_s);
-        QVERIFY(h.form->Form_Load());
-        QCOMPARE(h.form->homeServerHost().toString(), u"127.0.0.9"_s);
-        // The support server's chat follows the home server; its keep-alive
-        // host stays the centre's.
-        QCOMPARE(h.form->DynIpServers[0].ChatClient->ServerHost(), u"127.0.0.9"_s);
-        QCOMPARE(h.form->DynIpServers[0].Host, u"127.0.0.1"_s);
-    }
-
-    void missingSettingsLeaveTheSupportServerAlone()
-    {
-        Harness h(QByteArray{});
-        QFile::remove(h.folder.dir.filePath(u"Orvex.ini"_s));
-        QVERIFY(h.form->Form_Load());
-        QCOMPARE(h.form->DynIpServers.size(), size_t(1));
-        QCOMPARE(h.form->ui().ListaDestinos->count(), 0);
-        QCOMPARE(h.form->DynIpServers[0].Domain, QString());
-        QVERIFY(!h.form->DynIpServers[0].Host.isEmpty());
-        QCOMPARE(h.form->chatToDialog()->ComboServer()->count(), 1);
-    }
-
-    void lastSlashValueSetsTheSupportDomainEvenWhenSkipped()
-    {
-        Harness h("[DynIP]\r\nDynIP Server 1=A/d1/127.0.0.1/V2\r\nDynIP Server "
-                  "10=Beta//127.0.0.1/V2\r\n");
-        QVERIFY(h.form->Form_Load());
-        QCOMPARE(h.form->DynIpServers.size(), size_t(2));
-        QCOMPARE(h.form->DynIpServers[0].Domain, QString());
     }
 
     void trayClicksDriveTheWindowAndTheMenu()
@@ -204,7 +149,6 @@ private slots:
         wnPrincipal &f = *h.form;
         f.show();
         QVERIFY(QTest::qWaitForWindowExposed(&f));
-
         using E = platform::TrayBackend::Event;
         h.tray.click(E::LeftDown);
         QTRY_VERIFY(!f.isVisible());
@@ -212,15 +156,12 @@ private slots:
         QVERIFY(!f.isVisible());
         h.tray.click(E::LeftDown);
         QTRY_VERIFY(f.isVisible());
-
         h.tray.click(E::RightDown);
         QTRY_VERIFY(f.mnuPopUp()->isVisible());
         // The menu lists the open conversations by their captions.
         QCOMPARE(f.mnuChat(0)->text(), u"Soporte(Lumaris)"_s);
-        QVERIFY(f.mnuChat(0)->isVisible());
-        QVERIFY(!f.mnuChat(1)->isVisible());
+        QVERIFY(f.mnuChat(0)->isVisible() && !f.mnuChat(1)->isVisible());
         f.mnuPopUp()->close();
-
         // Large-font screens: the right button code 0x1830 opens the menu,
         // there is no left-click code.
         f.Pics_MouseMove(0, 0, 0, float(0x1830), 0);
@@ -240,42 +181,36 @@ private slots:
         QVERIFY(QTest::qWaitForWindowExposed(&f));
         QVERIFY(f.ui().cmdMenu->isVisible());
         QCOMPARE(f.ui().cmdMenu->menu(), f.mnuPopUp());
-        // Hiding would leave no way back: the window is minimised instead.
-        f.mnuEmergente_Click(9);
+        f.mnuEmergente_Click(9); // hiding would leave no way back: minimised instead
         QVERIFY(f.isVisible());
-
         h.tray.setHost(true);
         QVERIFY(!f.ui().cmdMenu->isVisible());
         f.mnuEmergente_Click(9);
         QVERIFY(!f.isVisible());
-        // The area goes away again: the window comes back.
-        h.tray.setHost(false);
+        h.tray.setHost(false); // the area goes away again: the window comes back
         QVERIFY(f.isVisible());
     }
 
-    void closingTheProgramRemovesTheIconFirst()
+    void closeAndCheckNowCommands()
     {
         Harness h;
         QVERIFY(h.form->Form_Load());
-        QCOMPARE(h.form->mnuEmergente(10)->text(), u"Cerrar el programa"_s);
-        h.form->mnuEmergente(10)->trigger();
+        wnPrincipal &f = *h.form;
+        // "Check now" forces every server but the support one.
+        const QDateTime later = QDateTime::currentDateTime().addSecs(600);
+        for (auto &s : f.DynIpServers)
+            s.NextKeepAlive = later;
+        f.mnuEmergente_Click(1);
+        QCOMPARE(f.DynIpServers[0].NextKeepAlive, later);
+        for (size_t i = 1; i < f.DynIpServers.size(); ++i)
+            QVERIFY(f.DynIpServers[i].NextKeepAlive.isNull());
+        // Closing the program removes the icon first.
+        QCOMPARE(f.mnuEmergente(10)->text(), u"Cerrar el programa"_s);
+        f.mnuEmergente(10)->trigger();
         QCOMPARE(h.tray.removes, 1);
         QVERIFY(!h.adds->Win_SysTrayEnable());
         QCOMPARE(h.ended, 1);
-        QVERIFY(!h.form->TimerScan().isActive());
-    }
-
-    void checkNowForcesEveryServerButTheSupportOne()
-    {
-        Harness h;
-        QVERIFY(h.form->Form_Load());
-        const QDateTime later = QDateTime::currentDateTime().addSecs(600);
-        for (auto &s : h.form->DynIpServers)
-            s.NextKeepAlive = later;
-        h.form->mnuEmergente_Click(1);
-        QCOMPARE(h.form->DynIpServers[0].NextKeepAlive, later);
-        for (size_t i = 1; i < h.form->DynIpServers.size(); ++i)
-            QVERIFY(h.form->DynIpServers[i].NextKeepAlive.isNull());
+        QVERIFY(!f.TimerScan().isActive());
     }
 };
 

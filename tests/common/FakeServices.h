@@ -15,7 +15,6 @@ public:
         ++adds;
         shownIcon = icon;
         shownTip = tip;
-        visible = accept;
         return accept;
     }
     void modify(const QIcon &icon, const QString &tip) override
@@ -24,46 +23,33 @@ public:
         shownIcon = icon;
         shownTip = tip;
     }
-    void remove() override
-    {
-        ++removes;
-        visible = false;
-    }
+    void remove() override { ++removes; }
     bool hostAvailable() const override { return host; }
 
     void click(Event e) { emit mouseEvent(e); }
-    void setHost(bool available)
-    {
-        host = available;
-        emit hostAvailabilityChanged(available);
-    }
+    void setHost(bool available) { emit hostAvailabilityChanged(host = available); }
 
     bool accept = true;
     bool host = true;
-    bool visible = false;
-    int adds = 0;
-    int modifies = 0;
-    int removes = 0;
+    int adds = 0, modifies = 0, removes = 0;
     QIcon shownIcon;
     QString shownTip;
 };
 
+// Answers No to every question.
 class FakeMessageBoxes final : public platform::MessageBoxes
 {
 public:
     platform::Answer question(const QString &title, const QString &text) override
     {
-        questions << title + QLatin1Char('|') + text;
-        return answer;
+        questions << title + u'|' + text;
+        return platform::Answer::No;
     }
     void exclamation(const QString &title, const QString &text) override
     {
-        exclamations << title + QLatin1Char('|') + text;
+        exclamations << title + u'|' + text;
     }
-
-    platform::Answer answer = platform::Answer::No;
-    QStringList questions;
-    QStringList exclamations;
+    QStringList questions, exclamations;
 };
 
 } // namespace orvex::test
