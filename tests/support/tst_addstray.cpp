@@ -1,7 +1,6 @@
 #include "common/FakeServices.h"
 #include "support/AddsTray.h"
 
-#include <QImage>
 #include <QPixmap>
 #include <QtTest>
 
@@ -23,6 +22,14 @@ public:
     QStringList codes;
 };
 
+struct Fixture
+{
+    test::FakeTrayBackend backend;
+    test::FakeMessageBoxes boxes;
+    RecordingOwner owner;
+    AddsTray tray{AddsServices{.messageBoxes = &boxes, .tray = &backend}};
+};
+
 QIcon solidIcon(Qt::GlobalColor colour)
 {
     QPixmap p(16, 16);
@@ -36,136 +43,84 @@ class TestAddsTray : public QObject
 {
     Q_OBJECT
 private slots:
-    void tipIsPaddedAndCutToTheField_data()
+    void recordAndTip_data()
     {
         QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("shown");
-        QTest::newRow("short") << u"Orvex - Sistema en linea"_s << u" Orvex - Sistema en linea "_s;
-        QTest::newRow("empty") << QString() << QString();
-        // 70 characters: blank + the first 63 of them, no terminator left.
-        const QString seventy = QString(70, u'x');
-        QTest::newRow("cut") << seventy << QStringLiteral(" ") + QString(63, u'x');
-        QTest::newRow("exactly fits")
-            << QString(62, u'y') << QStringLiteral(" ") + QString(62, u'y') + QStringLiteral(" ");
+        QTest::addColumn<QByteArray>("tip"); // the field's bytes before its zero fill
+        QTest::newRow("short") << u"Orvex - Sistema en linea"_s << " Orvex - Sistema en linea "_ba;
+        QTest::newRow("empty") << QString() << QByteArray();
+        QTest::newRow("ANSI") << u"Año"_s << " A\xF1o "_ba;
+        // Blank + the first 63 characters: no terminator left.
+        QTest::newRow("cut") << QString(70, u'x') << " "_ba + QByteArray(63, 'x');
+        QTest::newRow("exactly fits") << QString(62, u'y') << " "_ba + QByteArray(62, 'y') + " ";
     }
-    void tipIsPaddedAndCutToTheField()
+    void recordAndTip()
     {
         QFETCH(QString, text);
-        QFETCH(QString, shown);
-        test::FakeTrayBackend backend;
-        AddsServices services;
-        services.tray = &backend;
-        AddsTray tray(services);
-        tray.setWin_SysTrayToolTip(text);
-        QVERIFY(tray.Win_SysTrayAdd());
-        QCOMPARE(backend.shownTip, shown);
-        // The field as stored is always 64 characters; the rest is zeros.
-        const QString field = tray.Win_SysTrayToolTip();
-        QCOMPARE(field.size(), 64);
-        QVERIFY(field.startsWith(shown));
-        QCOMPARE(field.mid(shown.size()), QString(64 - shown.size(), QChar(u'\0')));
+        QFETCH(QByteArray, tip);
+        Fixture f;
+        f.tray.setWin_SysTrayOwnerControl(&f.owner);
+        f.tray.setWin_SysTrayToolTip(text);
+        QVERIFY(f.tray.Win_SysTrayAdd());
+        QCOMPARE(f.backend.shownTip, QString::fromLatin1(tip));
+        const QByteArray field = tip.leftJustified(TrayData::kTipSize, '\0');
+        QCOMPARE(f.tray.Win_SysTrayToolTip(), QString::fromLatin1(field));
+        // The shell's layout: size, window, id, flags, callback message, icon, tip.
+        const QByteArray b = f.tray.trayData().toBytes();
+        QCOMPARE(b.left(20), QByteArray::fromHex("58000000 34120000 01000000 07000000 00020000"));
+        QCOMPARE(b.mid(24), field);
     }
 
-    void tipKeepsAnsiBytesInTheRecord()
+    void changesReachTheShellOnlyWhileActive()
     {
-        AddsServices services;
-        AddsTray tray(services);
-        tray.setWin_SysTrayToolTip(u"Año"_s);
-        const QByteArray record = tray.trayData().toBytes();
-        QCOMPARE(record.mid(24, 6), QByteArray(" A\xF1o \0", 6));
-    }
-
-    void recordHasTheShellLayout()
-    {
-        test::FakeTrayBackend backend;
-        RecordingOwner owner;
-        AddsServices services;
-        services.tray = &backend;
-        AddsTray tray(services);
-        tray.setWin_SysTrayOwnerControl(&owner);
-        QVERIFY(tray.Win_SysTrayAdd());
-        const QByteArray b = tray.trayData().toBytes();
-        QCOMPARE(b.size(), 88);
-        auto u32 = [&b](int off) { return qFromLittleEndian<quint32>(b.constData() + off); };
-        QCOMPARE(u32(0), 88u);
-        QCOMPARE(u32(4), 0x1234u);
-        QCOMPARE(u32(8), 1u);
-        QCOMPARE(u32(12), 7u);
-        QCOMPARE(u32(16), 512u);
-    }
-
-    void iconAndTipChangesReachTheShellOnlyWhileActive()
-    {
-        test::FakeTrayBackend backend;
-        AddsServices services;
-        services.tray = &backend;
-        AddsTray tray(services);
-
-        const QIcon red = solidIcon(Qt::red);
-        tray.setWin_SysTrayIcon(red);
-        tray.setWin_SysTrayToolTip(u"uno"_s);
-        QCOMPARE(backend.modifies, 0);
-        QVERIFY(!tray.Win_SysTrayEnable());
-
-        QVERIFY(tray.Win_SysTrayAdd());
-        QCOMPARE(backend.adds, 1);
-        QCOMPARE(backend.shownIcon.cacheKey(), red.cacheKey());
-        QVERIFY(tray.Win_SysTrayEnable());
-
-        const QIcon green = solidIcon(Qt::green);
-        tray.setWin_SysTrayIcon(green);
-        tray.setWin_SysTrayToolTip(u"dos"_s);
-        QCOMPARE(backend.adds, 1);
-        QCOMPARE(backend.modifies, 2);
-        QCOMPARE(backend.shownIcon.cacheKey(), green.cacheKey());
-        QCOMPARE(backend.shownTip, u" dos "_s);
-
-        QVERIFY(tray.Win_SysTrayRemove());
-        QVERIFY(!tray.Win_SysTrayEnable());
-        QCOMPARE(backend.removes, 1);
+        Fixture f;
+        const QIcon red = solidIcon(Qt::red), green = solidIcon(Qt::green);
+        f.tray.setWin_SysTrayIcon(red);
+        f.tray.setWin_SysTrayToolTip(u"uno"_s);
+        QCOMPARE(f.backend.modifies, 0);
+        QVERIFY(!f.tray.Win_SysTrayEnable());
+        QVERIFY(f.tray.Win_SysTrayAdd());
+        QCOMPARE(f.backend.adds, 1);
+        QCOMPARE(f.backend.shownIcon.cacheKey(), red.cacheKey());
+        QVERIFY(f.tray.Win_SysTrayEnable());
+        f.tray.setWin_SysTrayIcon(green);
+        f.tray.setWin_SysTrayToolTip(u"dos"_s);
+        QCOMPARE(f.backend.adds, 1);
+        QCOMPARE(f.backend.modifies, 2);
+        QCOMPARE(f.backend.shownIcon.cacheKey(), green.cacheKey());
+        QCOMPARE(f.backend.shownTip, u" dos "_s);
+        QVERIFY(f.tray.Win_SysTrayRemove());
+        QVERIFY(!f.tray.Win_SysTrayEnable());
         // Removing again is harmless and asks nothing of the shell.
-        QVERIFY(tray.Win_SysTrayRemove());
-        QCOMPARE(backend.removes, 1);
-        tray.setWin_SysTrayToolTip(u"tres"_s);
-        QCOMPARE(backend.modifies, 2);
+        QVERIFY(f.tray.Win_SysTrayRemove());
+        QCOMPARE(f.backend.removes, 1);
+        f.tray.setWin_SysTrayToolTip(u"tres"_s);
+        QCOMPARE(f.backend.modifies, 2);
     }
 
     void refusedAddLeavesTheServiceInactive()
     {
-        test::FakeTrayBackend backend;
-        backend.accept = false;
-        AddsServices services;
-        services.tray = &backend;
-        AddsTray tray(services);
-        QVERIFY(!tray.Win_SysTrayAdd());
-        QVERIFY(!tray.Win_SysTrayEnable());
-        tray.setWin_SysTrayToolTip(u"x"_s);
-        QCOMPARE(backend.modifies, 0);
-
-        AddsTray noFacility{AddsServices{}};
-        QVERIFY(!noFacility.Win_SysTrayAdd());
+        Fixture f;
+        f.backend.accept = false;
+        QVERIFY(!f.tray.Win_SysTrayAdd());
+        QVERIFY(!f.tray.Win_SysTrayEnable());
+        f.tray.setWin_SysTrayToolTip(u"x"_s);
+        QCOMPARE(f.backend.modifies, 0);
+        QVERIFY(!AddsTray(AddsServices{}).Win_SysTrayAdd());
     }
 
     void ownerCannotChangeWhileActive()
     {
-        test::FakeTrayBackend backend;
-        test::FakeMessageBoxes boxes;
-        AddsServices services;
-        services.tray = &backend;
-        services.messageBoxes = &boxes;
-        AddsTray tray(services);
-        RecordingOwner first;
+        Fixture f;
         RecordingOwner second;
-        tray.setWin_SysTrayOwnerControl(&first);
-        tray.setWin_SysTrayOwnerControl(&second); // allowed while inactive
-        QCOMPARE(tray.Win_SysTrayOwnerControl(), &second);
-        QVERIFY(boxes.exclamations.isEmpty());
-
-        QVERIFY(tray.Win_SysTrayAdd());
-        tray.setWin_SysTrayOwnerControl(&first);
-        QCOMPARE(tray.Win_SysTrayOwnerControl(), &second);
-        QCOMPARE(boxes.exclamations.size(), 1);
-        QVERIFY(boxes.exclamations.first().endsWith(
+        f.tray.setWin_SysTrayOwnerControl(&f.owner);
+        f.tray.setWin_SysTrayOwnerControl(&second); // allowed while inactive
+        QCOMPARE(f.tray.Win_SysTrayOwnerControl(), &second);
+        QVERIFY(f.tray.Win_SysTrayAdd());
+        f.tray.setWin_SysTrayOwnerControl(&f.owner);
+        QCOMPARE(f.tray.Win_SysTrayOwnerControl(), &second);
+        QCOMPARE(f.boxes.exclamations.size(), 1);
+        QVERIFY(f.boxes.exclamations.first().endsWith(
             u"|Alerta: Adds.Win_SysTray (SysTray) no puede cambiar el OwnerControl cuando hay un ícono activo"_s));
     }
 
@@ -180,20 +135,15 @@ private slots:
     }
     void buttonEventsArriveAsTheOwnersCallbackCodes()
     {
+        Fixture f;
         QFETCH(int, twips);
-        QFETCH(QStringList, codes);
-        test::FakeTrayBackend backend;
-        AddsServices services;
-        services.tray = &backend;
-        AddsTray tray(services);
-        RecordingOwner owner;
-        owner.twips = twips;
-        tray.setWin_SysTrayOwnerControl(&owner);
-        QVERIFY(tray.Win_SysTrayAdd());
+        f.owner.twips = twips;
+        f.tray.setWin_SysTrayOwnerControl(&f.owner);
+        QVERIFY(f.tray.Win_SysTrayAdd());
         using E = platform::TrayBackend::Event;
         for (E e : {E::LeftDown, E::LeftDoubleClick, E::RightDown, E::RightDoubleClick})
-            backend.click(e);
-        QCOMPARE(owner.codes, codes);
+            f.backend.click(e);
+        QTEST(f.owner.codes, "codes");
     }
 };
 
