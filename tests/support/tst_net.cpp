@@ -24,6 +24,7 @@ uint net(quint8 a, quint8 b, quint8 c, quint8 d)
     return v;
 }
 
+// Answers every echo with `answer`; records address and time-out.
 struct FakePinger final : platform::Pinger
 {
     platform::EchoResult echo(std::uint32_t address, std::uint32_t timeoutMs) override
@@ -32,18 +33,17 @@ struct FakePinger final : platform::Pinger
         return answer;
     }
     platform::EchoResult answer;
-    std::vector<std::pair<std::uint32_t, std::uint32_t>> sent; // address, time-out
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> sent;
 };
 
+// Knows only "centre".
 struct FakeResolver final : platform::HostResolver
 {
     std::optional<std::uint32_t> resolveIPv4(const std::string &name) override
     {
         asked.push_back(name);
-        const auto it = known.find(name);
-        return it == known.end() ? std::nullopt : std::optional(it->second);
+        return name == "centre" ? std::optional(net(127, 1, 2, 250)) : std::nullopt;
     }
-    std::map<std::string, std::uint32_t> known{{"centre", net(127, 1, 2, 250)}};
     std::vector<std::string> asked;
 };
 
@@ -70,168 +70,138 @@ class TestNet : public QObject
 {
     Q_OBJECT
 
-private slots:
-    void doPing_data();
-    void doPing();
-    void unresolvedThenAnswered();
-    void padding_data();
-    void padding();
-    void ip2Long_data();
-    void ip2Long();
-    void urlCache();
-    void checkState_data();
-    void checkState();
-
-private:
     FakePinger m_pinger;
     FakeResolver m_resolver;
     FakeUrlCache m_cache;
-};
 
-void TestNet::doPing_data()
-{
-    QTest::addColumn<uint>("replies");
-    QTest::addColumn<uint>("status");
-    QTest::addColumn<QString>("error"); // empty: success
-
-    QTest::newRow("answered") << 1u << 0u << QString();
-    QTest::newRow("no reply") << 0u << 11010u << u"Ping failed, error = 11010"_s;
-    QTest::newRow("error status") << 1u << 11003u << u"Ping failed to complete, error = 11003"_s;
-}
-
-void TestNet::doPing()
-{
-    QFETCH(uint, replies);
-    QFETCH(uint, status);
-    QFETCH(QString, error);
-
-    FakePinger pinger;
-    pinger.answer = {replies, status, 7, {}};
-    Net n(pinger, m_resolver, m_cache);
-    const QString host = u"centre"_s;
-    QCOMPARE(n.DoPing(host), error.isEmpty());
-    QCOMPARE(n.PingError, error);
-    QCOMPARE(n.PingOK, error.isEmpty() ? 7 : -1);
-    QCOMPARE(n.lastIP, u"127.1.2.250"_s);
-    QCOMPARE(pinger.sent, (decltype(pinger.sent){{net(127, 1, 2, 250), 500u}}));
-    QCOMPARE(host, u"centre"_s); // only pingGetHostByName pads in place
-}
-
-void TestNet::unresolvedThenAnswered()
-{
-    Net n(m_pinger, m_resolver, m_cache);
-    m_pinger.answer = {0, 11050, 0, {}};
-    // A name that does not resolve still goes out, to the all-ones address.
-    QVERIFY(!n.DoPing(u"no-such-host"_s));
-    QCOMPARE(n.lastIP, u"No IP"_s);
-    QCOMPARE(m_pinger.sent.back().first, 0xFFFFFFFFu);
-    m_pinger.answer = {1, 0, 3, {}};
-    QVERIFY(n.DoPing(u"centre"_s));
-    QCOMPARE(n.PingError, u"Ping failed, error = 11050"_s); // kept until the next failure
-}
-
-void TestNet::padding_data()
-{
-    QTest::addColumn<QString>("host");
-    QTest::addColumn<QString>("after");
-    QTest::addColumn<QByteArray>("lookedUp");
-
-    const QString h64(64, u'h'), h70(70, u'h');
-    QTest::newRow("short") << u"host"_s << u"host"_s + QString(60, QChar(0)) << "host"_ba;
-    QTest::newRow("empty") << QString() << QString(64, QChar(0)) << QByteArray();
-    QTest::newRow("exactly 64") << h64 << h64 << h64.toLatin1();
-    QTest::newRow("longer than 64") << h70 << h70 << h70.toLatin1();
-    QTest::newRow("ANSI") << u"a\u00F1o"_s << u"a\u00F1o"_s + QString(61, QChar(0)) << "a\xF1o"_ba;
-}
-
-void TestNet::padding()
-{
-    QFETCH(QString, host);
-    QFETCH(QString, after);
-    QFETCH(QByteArray, lookedUp);
-
-    FakeResolver resolver;
-    Net n(m_pinger, resolver, m_cache);
-    QCOMPARE(n.pingGetHostByName(host), u"No IP"_s);
-    QCOMPARE(host, after);
-    QCOMPARE(resolver.asked, std::vector<std::string>{lookedUp.toStdString()});
-}
-
-void TestNet::ip2Long_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<uint>("address");
-
-    const uint none = 0xFFFFFFFFu;
-    QTest::newRow("dotted") << u"1.2.3.4"_s << net(1, 2, 3, 4);
-    QTest::newRow("three parts") << u"1.2.300"_s << net(1, 2, 1, 44);
-    QTest::newRow("two parts") << u"10.65538"_s << net(10, 1, 0, 2);
-    QTest::newRow("one part") << u"3232235521"_s << net(192, 168, 0, 1);
-    QTest::newRow("hex and octal") << u"0x7F.010.00.0X1"_s << net(127, 8, 0, 1);
-
-    QTest::newRow("empty") << QString() << none;
-    QTest::newRow("five parts") << u"1.2.3.4.5"_s << none;
-    QTest::newRow("empty part") << u"1..3.4"_s << none;
-    QTest::newRow("byte too large") << u"256.1.1.1"_s << none;
-    QTest::newRow("last of three too large") << u"1.2.65536"_s << none;
-    QTest::newRow("over 32 bits") << u"4294967296"_s << none;
-    QTest::newRow("not octal") << u"08.1.1.1"_s << none;
-    QTest::newRow("bare 0x") << u"0x.1.1.1"_s << none;
-    QTest::newRow("blank") << u"1.2.3.4 "_s << none;
-}
-
-void TestNet::ip2Long()
-{
-    QFETCH(QString, text);
-    QFETCH(uint, address);
-    QCOMPARE(uint(Net::IP2Long(text)), address);
-}
-
-void TestNet::urlCache()
-{
-    FakeUrlCache cache;
-    cache.urls = {"http://127.0.0.1/a", "http://127.0.0.1/a\xF1o"};
-    Net n(m_pinger, m_resolver, cache);
-    n.GetCacheURLList();
-    n.GetCacheURLList();
-    QCOMPARE(n.GetCacheURLList_Result,
-             QStringList({u"http://127.0.0.1/a"_s, u"http://127.0.0.1/a\u00F1o"_s}));
-
-    n.DeleteItemInCache(u"http://127.0.0.1/a\u00F1o"_s);
-    QCOMPARE(cache.deleted, std::vector<std::string>{"http://127.0.0.1/a\xF1o"});
-}
-
-void TestNet::checkState_data()
-{
-    QTest::addColumn<bool>("hasService");
-    QTest::addColumn<uint>("flags");
-    QTest::addColumn<int>("flag");
-    QTest::addColumn<bool>("result");
-
-    for (int bit = 1; bit <= 64; bit <<= 1) {
-        QTest::addRow("%d set", bit) << true << uint(bit) << bit << true;
-        QTest::addRow("%d clear", bit) << true << (0x7Fu & ~uint(bit)) << bit << false;
+private slots:
+    void doPing_data()
+    {
+        QTest::addColumn<uint>("replies");
+        QTest::addColumn<uint>("status");
+        QTest::addColumn<QString>("error"); // empty: success
+        QTest::newRow("answered") << 1u << 0u << QString();
+        QTest::newRow("no reply") << 0u << 11010u << u"Ping failed, error = 11010"_s;
+        QTest::newRow("error status")
+            << 1u << 11003u << u"Ping failed to complete, error = 11003"_s;
     }
-    QTest::newRow("3, both bits set") << true << 0x7Fu << 3 << false;
-    QTest::newRow("0") << true << 0xFFFFFFFFu << 0 << false;
-    QTest::newRow("128") << true << 0xFFFFFFFFu << 128 << false;
-    QTest::newRow("-1") << true << 0xFFFFFFFFu << -1 << false;
-    QTest::newRow("no service") << false << 0x7Fu << 2 << false;
-}
+    void doPing()
+    {
+        QFETCH(uint, replies);
+        QFETCH(uint, status);
+        QFETCH(QString, error);
+        FakePinger pinger;
+        pinger.answer = {replies, status, 7, {}};
+        Net n(pinger, m_resolver, m_cache);
+        const QString host = u"centre"_s;
+        QCOMPARE(n.DoPing(host), error.isEmpty());
+        QCOMPARE(n.PingError, error);
+        QCOMPARE(n.PingOK, error.isEmpty() ? 7 : -1);
+        QCOMPARE(n.lastIP, u"127.1.2.250"_s);
+        QCOMPARE(pinger.sent, (decltype(pinger.sent){{net(127, 1, 2, 250), 500u}}));
+        QCOMPARE(host, u"centre"_s); // only pingGetHostByName pads in place
+    }
 
-void TestNet::checkState()
-{
-    QFETCH(bool, hasService);
-    QFETCH(uint, flags);
-    QFETCH(int, flag);
-    QFETCH(bool, result);
+    void unresolvedThenAnswered()
+    {
+        Net n(m_pinger, m_resolver, m_cache);
+        m_pinger.answer = {0, 11050, 0, {}};
+        // A name that does not resolve still goes out, to the all-ones address.
+        QVERIFY(!n.DoPing(u"no-such-host"_s));
+        QCOMPARE(n.lastIP, u"No IP"_s);
+        QCOMPARE(m_pinger.sent.back().first, 0xFFFFFFFFu);
+        m_pinger.answer = {1, 0, 3, {}};
+        QVERIFY(n.DoPing(u"centre"_s));
+        QCOMPARE(n.PingError, u"Ping failed, error = 11050"_s); // kept until the next failure
+    }
 
-    FakeConnectionState state;
-    state.value = flags;
-    AddsServices services;
-    services.connectionState = hasService ? &state : nullptr;
-    QCOMPARE(Adds(services).NET_CheckState(flag), result);
-}
+    void padding_data()
+    {
+        QTest::addColumn<QString>("host");
+        QTest::addColumn<QString>("after");
+        QTest::addColumn<QByteArray>("lookedUp");
+        const QString h64(64, u'h'), h70(70, u'h');
+        QTest::newRow("short") << u"host"_s << u"host"_s + QString(60, QChar(0)) << "host"_ba;
+        QTest::newRow("empty") << QString() << QString(64, QChar(0)) << QByteArray();
+        QTest::newRow("exactly 64") << h64 << h64 << h64.toLatin1();
+        QTest::newRow("longer than 64") << h70 << h70 << h70.toLatin1();
+        QTest::newRow("ANSI") << u"a\u00F1o"_s << u"a\u00F1o"_s + QString(61, QChar(0))
+                              << "a\xF1o"_ba;
+    }
+    void padding()
+    {
+        QFETCH(QString, host);
+        QFETCH(QByteArray, lookedUp);
+        FakeResolver resolver;
+        QCOMPARE(Net(m_pinger, resolver, m_cache).pingGetHostByName(host), u"No IP"_s);
+        QTEST(host, "after");
+        QCOMPARE(resolver.asked, std::vector<std::string>{lookedUp.toStdString()});
+    }
+
+    void ip2Long_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<uint>("address");
+        const uint none = 0xFFFFFFFFu;
+        QTest::newRow("dotted") << u"1.2.3.4"_s << net(1, 2, 3, 4);
+        QTest::newRow("three parts") << u"1.2.300"_s << net(1, 2, 1, 44);
+        QTest::newRow("two parts") << u"10.65538"_s << net(10, 1, 0, 2);
+        QTest::newRow("one part") << u"3232235521"_s << net(192, 168, 0, 1);
+        QTest::newRow("hex and octal") << u"0x7F.010.00.0X1"_s << net(127, 8, 0, 1);
+        QTest::newRow("empty") << QString() << none;
+        QTest::newRow("five parts") << u"1.2.3.4.5"_s << none;
+        QTest::newRow("byte too large") << u"256.1.1.1"_s << none;
+        QTest::newRow("last of three too large") << u"1.2.65536"_s << none;
+        QTest::newRow("over 32 bits") << u"4294967296"_s << none;
+        QTest::newRow("not octal") << u"08.1.1.1"_s << none;
+        QTest::newRow("bare 0x") << u"0x.1.1.1"_s << none;
+        QTest::newRow("blank") << u"1.2.3.4 "_s << none;
+    }
+    void ip2Long()
+    {
+        QFETCH(QString, text);
+        QTEST(uint(Net::IP2Long(text)), "address");
+    }
+
+    void urlCache()
+    {
+        FakeUrlCache cache;
+        cache.urls = {"http://127.0.0.1/a", "http://127.0.0.1/a\xF1o"};
+        Net n(m_pinger, m_resolver, cache);
+        n.GetCacheURLList();
+        n.GetCacheURLList(); // a second call replaces, not appends
+        QCOMPARE(n.GetCacheURLList_Result,
+                 QStringList({u"http://127.0.0.1/a"_s, u"http://127.0.0.1/a\u00F1o"_s}));
+        n.DeleteItemInCache(u"http://127.0.0.1/a\u00F1o"_s);
+        QCOMPARE(cache.deleted, std::vector<std::string>{"http://127.0.0.1/a\xF1o"});
+    }
+
+    void checkState_data()
+    {
+        QTest::addColumn<bool>("hasService");
+        QTest::addColumn<uint>("flags");
+        QTest::addColumn<int>("flag");
+        QTest::addColumn<bool>("result");
+        for (int bit = 1; bit <= 64; bit <<= 1) {
+            QTest::addRow("%d set", bit) << true << uint(bit) << bit << true;
+            QTest::addRow("%d clear", bit) << true << (0x7Fu & ~uint(bit)) << bit << false;
+        }
+        QTest::newRow("3, both bits set") << true << 0x7Fu << 3 << false;
+        QTest::newRow("0") << true << 0xFFFFFFFFu << 0 << false;
+        QTest::newRow("128") << true << 0xFFFFFFFFu << 128 << false;
+        QTest::newRow("no service") << false << 0x7Fu << 2 << false;
+    }
+    void checkState()
+    {
+        QFETCH(bool, hasService);
+        QFETCH(uint, flags);
+        QFETCH(int, flag);
+        FakeConnectionState state;
+        state.value = flags;
+        QTEST(Adds({.connectionState = hasService ? &state : nullptr}).NET_CheckState(flag),
+              "result");
+    }
+};
 
 QTEST_GUILESS_MAIN(TestNet)
 #include "tst_net.moc"
