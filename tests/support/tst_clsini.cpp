@@ -103,29 +103,26 @@ private slots:
         QTest::addColumn<QString>("key");
         QTest::addColumn<QString>("value");
         QTest::addColumn<QByteArray>("after");
-        QByteArray replaced = kSample;
-        replaced.replace("  DynIP Server 1 = h;80;V2 ", "DynIP Server 1 = h;80;V2")
-            .replace("Pendientes=C:\\Nuevos", "PENDIENTES=D:");
+        const auto row = [](const char *name, const char *before, const char *section,
+                            const char *key, const char *value, const char *after) {
+            QTest::newRow(name) << crlf(before) << QString::fromUtf8(section)
+                                << QString::fromUtf8(key) << QString::fromUtf8(value)
+                                << crlf(after);
+        };
         QTest::newRow("rewrite keeps all")
-            << kSample << u"directorios"_s << u"PENDIENTES"_s << u" D: "_s << replaced;
-        QTest::newRow("lf in, crlf out")
-            << QByteArray("[a]\nk=1\n") << u"a"_s << u"k"_s << u"2"_s << crlf("[a]|k=2|");
-        QTest::newRow("before one blank") << crlf("[a]|k=1||[b]|m=1|") << u"a"_s << u"n"_s << u"2"_s
-                                          << crlf("[a]|k=1|n=2||[b]|m=1|");
-        QTest::newRow("not past two")
-            << crlf("[a]|k=1|||[b]|") << u"a"_s << u"n"_s << u"2"_s << crlf("[a]|k=1||n=2||[b]|");
-        QTest::newRow("new section")
-            << QByteArray("[a]\r\nk=1") << u"b"_s << u"n"_s << u"2"_s << crlf("[a]|k=1||[b]|n=2|");
-        QTest::newRow("after blank")
-            << crlf("[a]|k=1||") << u" b "_s << u"n"_s << u" 2 "_s << crlf("[a]|k=1||[b]|n=2|");
-        QTest::newRow("empty file")
-            << QByteArray() << u"b"_s << u"n"_s << QString() << crlf("[b]|n=|");
-        QTest::newRow("blanks in brackets")
-            << crlf("[ a ]|k=1|") << u"a"_s << u"k"_s << u"2"_s << crlf("[ a ]|k=1||[a]|k=2|");
-        QTest::newRow("untrimmed key")
-            << crlf("[a]|k=1|") << u"a"_s << u" k"_s << u"2"_s << crlf("[a]|k=1|k=2|");
-        QTest::newRow("ansi") << QByteArray() << u"Secci\u00F3n"_s << u"Clave"_s << u"A\u00F1o"_s
-                              << crlf("[Secci\xF3n]|Clave=A\xF1o|");
+            << kSample << u"directorios"_s << u"PENDIENTES"_s << u" D: "_s
+            << QByteArray(kSample)
+                   .replace("  DynIP Server 1 = h;80;V2 ", "DynIP Server 1 = h;80;V2")
+                   .replace("Pendientes=C:\\Nuevos", "PENDIENTES=D:");
+        row("lf in, crlf out", "[a]\nk=1\n", "a", "k", "2", "[a]|k=2|");
+        row("before one blank", "[a]|k=1||[b]|m=1|", "a", "n", "2", "[a]|k=1|n=2||[b]|m=1|");
+        row("not past two", "[a]|k=1|||[b]|", "a", "n", "2", "[a]|k=1||n=2||[b]|");
+        row("new section", "[a]|k=1", "b", "n", "2", "[a]|k=1||[b]|n=2|");
+        row("after blank", "[a]|k=1||", " b ", "n", " 2 ", "[a]|k=1||[b]|n=2|");
+        row("empty file", "", "b", "n", "", "[b]|n=|");
+        row("blanks in brackets", "[ a ]|k=1|", "a", "k", "2", "[ a ]|k=1||[a]|k=2|");
+        row("untrimmed key", "[a]|k=1|", "a", " k", "2", "[a]|k=1|k=2|");
+        row("ansi", "", "Sección", "Clave", "Año", "[Secci\xF3n]|Clave=A\xF1o|");
     }
     void writeTo()
     {
@@ -192,7 +189,9 @@ private slots:
         const QStringList sections{u"a"_s,     u"A"_s, u" b "_s, u"[c]"_s,
                                    u"[ d ]"_s, {},     u"e]"_s,  u"[f"_s};
         const QStringList keys{u"k"_s, u"K"_s, u"x y"_s, u";c"_s, {}, u"\u00F1"_s};
-        const auto pick = [&](const QStringList &from) {
+        // Half the time one of the names the store lists, else one of `names`.
+        const auto pick = [&](const QStringList &listed, const QStringList &names) {
+            const QStringList &from = listed.isEmpty() || rng.bounded(2) ? names : listed;
             return from.at(rng.bounded(int(from.size())));
         };
         for (int round = 0; round < 3000 && !QTest::currentTestFailed(); ++round) {
@@ -208,23 +207,14 @@ private slots:
             clsINI ini;
             ini.LoadIniBytes(u"x.ini"_s, bytes);
             for (int op = 0; op < 8; ++op) {
-                const QStringList listed = ini.ListSections();
-                const QString section =
-                    listed.isEmpty() || rng.bounded(2) ? pick(sections) : pick(listed);
-                const QStringList listedKeys = ini.ListKeys(section);
-                const QString key =
-                    listedKeys.isEmpty() || rng.bounded(2) ? pick(keys) : pick(listedKeys);
+                const QString section = pick(ini.ListSections(), sections);
+                const QString key = pick(ini.ListKeys(section), keys);
                 const QString value = u" v"_s + QString::number(op) + u"= "_s;
-                switch (rng.bounded(3)) {
-                case 0:
+                if (const int what = rng.bounded(3); what == 0) {
                     ini.WriteTo(section, key, value);
                     QCOMPARE(ini.ReadFrom(section, key, kDot), orvex::trimBlanks(value));
-                    break;
-                case 1:
-                    ini.DeleteKey(section, key);
-                    break;
-                default:
-                    ini.DeleteSection(section);
+                } else {
+                    what == 1 ? ini.DeleteKey(section, key) : ini.DeleteSection(section);
                 }
             }
             verifyIndexMatchesReload(ini);
