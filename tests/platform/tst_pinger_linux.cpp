@@ -57,88 +57,78 @@ class TestPingerLinux : public QObject
     Q_OBJECT
 
 private slots:
-    void checksum_data();
-    void checksum();
-    void matchReply_data();
-    void matchReply();
-    void echoToLoopback();
-    void resolvesLocalhost();
-};
+    void checksum_data()
+    {
+        QTest::addColumn<Bytes>("message");
+        QTest::addColumn<int>("sum");
 
-void TestPingerLinux::checksum_data()
-{
-    QTest::addColumn<Bytes>("message");
-    QTest::addColumn<int>("sum");
-
-    // RFC 1071 section 3 works this one through: the sum is 0xddf2.
-    QTest::newRow("RFC 1071") << Bytes{0x00, 0x01, 0xf2, 0x03, 0xf4, 0xf5, 0xf6, 0xf7} << 0x220d;
-    QTest::newRow("odd length pads low byte") << Bytes{0x01} << 0xfeff;
-    QTest::newRow("carry folds back") << Bytes{0xff, 0xff, 0x00, 0x01} << 0xfffe;
-    // With its checksum in place a message sums to all ones.
-    QTest::newRow("our request") << icmp::buildEchoRequest(kId, kSeq) << 0;
-}
-
-void TestPingerLinux::checksum()
-{
-    QFETCH(Bytes, message);
-    QFETCH(int, sum);
-    QCOMPARE(int(icmp::checksum(message)), sum);
-}
-
-void TestPingerLinux::matchReply_data()
-{
-    QTest::addColumn<Bytes>("received");
-    QTest::addColumn<bool>("raw");
-    QTest::addColumn<int>("status"); // -1: not ours
-
-    Bytes altered = reply(kId, kSeq);
-    altered.back() ^= 1;
-    QTest::newRow("reply, datagram") << reply(kId, kSeq) << false << 0;
-    QTest::newRow("reply, raw with IP options") << withIp(reply(kId, kSeq), 6) << true << 0;
-    QTest::newRow("other sequence") << reply(kId, kSeq + 1) << false << -1;
-    QTest::newRow("other program") << withIp(reply(kId + 1, kSeq)) << true << -1;
-    QTest::newRow("own request on loopback")
-        << withIp(icmp::buildEchoRequest(kId, kSeq)) << true << -1;
-    QTest::newRow("data altered") << altered << false << -1;
-    QTest::newRow("host unreachable") << error(3, 1, kSeq) << true << 11003;
-    QTest::newRow("time exceeded") << error(11, 0, kSeq) << true << 11013;
-    QTest::newRow("error about another echo") << error(3, 1, kSeq + 1) << true << -1;
-}
-
-void TestPingerLinux::matchReply()
-{
-    QFETCH(Bytes, received);
-    QFETCH(bool, raw);
-    QFETCH(int, status);
-    const auto got = icmp::matchReply(received, raw, kId, kSeq);
-    QCOMPARE(got ? int(*got) : -1, status);
-}
-
-void TestPingerLinux::echoToLoopback()
-{
-    const bool datagram = canOpen(SOCK_DGRAM);
-    if (!datagram && !canOpen(SOCK_RAW))
-        QSKIP("neither ICMP datagram sockets (net.ipv4.ping_group_range) nor raw sockets "
-              "(CAP_NET_RAW) are permitted here");
-    qInfo("echo through an ICMP %s socket", datagram ? "datagram" : "raw");
-
-    const auto pinger = createPinger();
-    for (int i = 0; i < 2; ++i) { // a second echo must not take the first one's reply
-        const EchoResult r = pinger->echo(inet_addr("127.0.0.1"), 500);
-        QVERIFY2(r.replies == 1 && r.status == echo_status::Success, r.detail.c_str());
-        QVERIFY(r.roundTripMs < 500);
+        // RFC 1071 section 3 works this one through: the sum is 0xddf2.
+        QTest::newRow("RFC 1071") << Bytes{0x00, 0x01, 0xf2, 0x03, 0xf4, 0xf5, 0xf6, 0xf7}
+                                  << 0x220d;
+        QTest::newRow("odd length pads low byte") << Bytes{0x01} << 0xfeff;
+        QTest::newRow("carry folds back") << Bytes{0xff, 0xff, 0x00, 0x01} << 0xfffe;
+        // With its checksum in place a message sums to all ones.
+        QTest::newRow("our request") << icmp::buildEchoRequest(kId, kSeq) << 0;
     }
-}
 
-void TestPingerLinux::resolvesLocalhost()
-{
-    const auto resolver = createHostResolver();
-    const auto address = resolver->resolveIPv4("localhost");
-    QVERIFY(address);
-    QCOMPARE(ntohl(*address) >> 24, 127u);
-    QCOMPARE(resolver->resolveIPv4("127.0.0.1"), std::optional(inet_addr("127.0.0.1")));
-    QVERIFY(!resolver->resolveIPv4(""));
-}
+    void checksum()
+    {
+        QFETCH(Bytes, message);
+        QTEST(int(icmp::checksum(message)), "sum");
+    }
+
+    void matchReply_data()
+    {
+        QTest::addColumn<Bytes>("received");
+        QTest::addColumn<bool>("raw");
+        QTest::addColumn<int>("status"); // -1: not ours
+
+        Bytes altered = reply(kId, kSeq);
+        altered.back() ^= 1;
+        QTest::newRow("reply, datagram") << reply(kId, kSeq) << false << 0;
+        QTest::newRow("reply, raw with IP options") << withIp(reply(kId, kSeq), 6) << true << 0;
+        QTest::newRow("other sequence") << reply(kId, kSeq + 1) << false << -1;
+        QTest::newRow("other program") << withIp(reply(kId + 1, kSeq)) << true << -1;
+        QTest::newRow("own request on loopback")
+            << withIp(icmp::buildEchoRequest(kId, kSeq)) << true << -1;
+        QTest::newRow("data altered") << altered << false << -1;
+        QTest::newRow("host unreachable") << error(3, 1, kSeq) << true << 11003;
+        QTest::newRow("time exceeded") << error(11, 0, kSeq) << true << 11013;
+        QTest::newRow("error about another echo") << error(3, 1, kSeq + 1) << true << -1;
+    }
+
+    void matchReply()
+    {
+        QFETCH(Bytes, received);
+        QFETCH(bool, raw);
+        const auto got = icmp::matchReply(received, raw, kId, kSeq);
+        QTEST(got ? int(*got) : -1, "status");
+    }
+
+    void echoToLoopback()
+    {
+        if (!canOpen(SOCK_DGRAM) && !canOpen(SOCK_RAW))
+            QSKIP("neither ICMP datagram sockets (net.ipv4.ping_group_range) nor raw sockets "
+                  "(CAP_NET_RAW) are permitted here");
+
+        const auto pinger = createPinger();
+        for (int i = 0; i < 2; ++i) { // a second echo must not take the first one's reply
+            const EchoResult r = pinger->echo(inet_addr("127.0.0.1"), 500);
+            QVERIFY2(r.replies == 1 && r.status == echo_status::Success, r.detail.c_str());
+            QVERIFY(r.roundTripMs < 500);
+        }
+    }
+
+    void resolvesLocalhost()
+    {
+        const auto resolver = createHostResolver();
+        const auto address = resolver->resolveIPv4("localhost");
+        QVERIFY(address);
+        QCOMPARE(ntohl(*address) >> 24, 127u);
+        QCOMPARE(resolver->resolveIPv4("127.0.0.1"), std::optional(inet_addr("127.0.0.1")));
+        QVERIFY(!resolver->resolveIPv4(""));
+    }
+};
 
 QTEST_GUILESS_MAIN(TestPingerLinux)
 #include "tst_pinger_linux.moc"
