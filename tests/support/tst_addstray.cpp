@@ -71,21 +71,26 @@ private slots:
         QCOMPARE(b.mid(24), field);
     }
 
+    // Refused, then added, then removed.
     void changesReachTheShellOnlyWhileActive()
     {
         Fixture f;
         const QIcon red = solidIcon(Qt::red), green = solidIcon(Qt::green);
+        QVERIFY(!AddsTray(AddsServices{}).Win_SysTrayAdd()); // no notification area at all
+        f.backend.accept = false;                            // one that refuses the icon
+        QVERIFY(!f.tray.Win_SysTrayAdd());
         f.tray.setWin_SysTrayIcon(red);
         f.tray.setWin_SysTrayToolTip(u"uno"_s);
         QCOMPARE(f.backend.modifies, 0);
         QVERIFY(!f.tray.Win_SysTrayEnable());
+        f.backend.accept = true;
         QVERIFY(f.tray.Win_SysTrayAdd());
-        QCOMPARE(f.backend.adds, 1);
+        QCOMPARE(f.backend.adds, 2);
         QCOMPARE(f.backend.shownIcon.cacheKey(), red.cacheKey());
         QVERIFY(f.tray.Win_SysTrayEnable());
         f.tray.setWin_SysTrayIcon(green);
         f.tray.setWin_SysTrayToolTip(u"dos"_s);
-        QCOMPARE(f.backend.adds, 1);
+        QCOMPARE(f.backend.adds, 2);
         QCOMPARE(f.backend.modifies, 2);
         QCOMPARE(f.backend.shownIcon.cacheKey(), green.cacheKey());
         QCOMPARE(f.backend.shownTip, u" dos "_s);
@@ -96,17 +101,6 @@ private slots:
         QCOMPARE(f.backend.removes, 1);
         f.tray.setWin_SysTrayToolTip(u"tres"_s);
         QCOMPARE(f.backend.modifies, 2);
-    }
-
-    void refusedAddLeavesTheServiceInactive()
-    {
-        Fixture f;
-        f.backend.accept = false;
-        QVERIFY(!f.tray.Win_SysTrayAdd());
-        QVERIFY(!f.tray.Win_SysTrayEnable());
-        f.tray.setWin_SysTrayToolTip(u"x"_s);
-        QCOMPARE(f.backend.modifies, 0);
-        QVERIFY(!AddsTray(AddsServices{}).Win_SysTrayAdd());
     }
 
     void ownerCannotChangeWhileActive()
