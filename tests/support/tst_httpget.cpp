@@ -1,6 +1,6 @@
 // NET_HTTPget and SocketX_UDP against servers on 127.0.0.1 that the tests
 // start themselves; URLs naming other hosts go to a socket that only records
-// where it was sent. First the scanner that watches the reply, on its own.
+// where it was sent.
 #include "helpers/LoopbackHttpServer.h"
 #include "platform/SocketX.h"
 #include "support/AddsHttp.h"
@@ -82,52 +82,42 @@ class TestHttpGet : public QObject
     }
 
 private slots:
-    void endMarker_data()
+    // The scanner on its own, fed in pieces of every size in kPieces.
+    void scanner_data()
     {
         QTest::addColumn<QByteArray>("reply");
         QTest::addColumn<bool>("ends");
-        QTest::newRow("end line") << QByteArray("HTTP/1.0 200 OK\r\n\r\nR:OK\r\n.END.\r\n") << true;
-        QTest::newRow("end line, lower case") << QByteArray("R:OK\r\n.end.\r\n") << true;
-        QTest::newRow("html close, any case") << QByteArray("A\xF1o</p></HtMl>") << true;
-        QTest::newRow("end without CR") << QByteArray("R:OK\r\n.END.\n") << false;
-        QTest::newRow("end without LF") << QByteArray("R:OK\r\n.END.\r") << false;
-        QTest::newRow("html close unfinished") << QByteArray("<html></HTML") << false;
+        QTest::addColumn<int>("length");
+        const QByteArray status("HTTP/1.0 200 OK\r\n");
+        QTest::newRow("end line") << kOk << true << 0;
+        QTest::newRow("end line, lower case") << "R:OK\r\n.end.\r\n"_ba << true << 0;
+        QTest::newRow("html close, any case") << "A\xF1o</p></HtMl>"_ba << true << 0;
+        QTest::newRow("end without CR") << "R:OK\r\n.END.\n"_ba << false << 0;
+        QTest::newRow("end without LF") << "R:OK\r\n.END.\r"_ba << false << 0;
+        QTest::newRow("html close unfinished") << "<html></HTML"_ba << false << 0;
+        QTest::newRow("announced")
+            << status + "Content-length: 20480\r\n\r\nbody" << false << 20480;
+        QTest::newRow("blanks, then text") << status + "Content-length:  42 B\r\n" << false << 42;
+        QTest::newRow("first one counts")
+            << "Content-length: 5\r\nContent-length: 9\r\n"_ba << false << 5;
+        QTest::newRow("zero") << status + "Content-length: 0\r\n\r\n" << false << -1;
+        QTest::newRow("beyond 32 bits") << status + "Content-length: 4294967296\r\n" << false << -1;
+        QTest::newRow("usual spelling") << status + "Content-Length: 20\r\n\r\nbody" << false << 0;
+        QTest::newRow("line not finished") << status + "Content-length: 20" << false << 0;
     }
-
-    void endMarker()
+    void scanner()
     {
         QFETCH(QByteArray, reply);
         QFETCH(bool, ends);
+        QFETCH(int, length);
         for (const qsizetype piece : kPieces) {
-            QCOMPARE(scanInPieces(reply, piece).endMarkerSeen(), ends);
+            const ReplyScanner scanner = scanInPieces(reply, piece);
+            QCOMPARE(scanner.endMarkerSeen(), ends);
+            QCOMPARE(scanner.contentLength(), length);
+            QCOMPARE(scanner.received(), reply.size());
             // Every marker stands at the end of its row: one byte short is none.
             QVERIFY(!scanInPieces(QByteArrayView(reply).chopped(1), piece).endMarkerSeen());
-            QCOMPARE(scanInPieces(reply, piece).received(), reply.size());
         }
-    }
-
-    void contentLength_data()
-    {
-        QTest::addColumn<QByteArray>("reply");
-        QTest::addColumn<int>("length");
-        const QByteArray status("HTTP/1.0 200 OK\r\n");
-        QTest::newRow("announced") << status + "Content-length: 20480\r\n\r\nbody" << 20480;
-        QTest::newRow("blanks, then text") << status + "Content-length:  42 B\r\n" << 42;
-        QTest::newRow("first one counts")
-            << QByteArray("Content-length: 5\r\nContent-length: 9\r\n") << 5;
-        QTest::newRow("zero") << status + "Content-length: 0\r\n\r\n" << -1;
-        QTest::newRow("not a number") << status + "Content-length: many\r\n\r\n" << -1;
-        QTest::newRow("beyond 32 bits") << status + "Content-length: 4294967296\r\n" << -1;
-        QTest::newRow("usual spelling") << status + "Content-Length: 20\r\n\r\nbody" << 0;
-        QTest::newRow("line not finished") << status + "Content-length: 20" << 0;
-    }
-
-    void contentLength()
-    {
-        QFETCH(QByteArray, reply);
-        QFETCH(int, length);
-        for (const qsizetype piece : kPieces)
-            QCOMPARE(scanInPieces(reply, piece).contentLength(), length);
     }
 
     void headerlessLimit()
@@ -220,7 +210,6 @@ private slots:
         QTest::newRow("end line, server stays") << ServerScript{send(kOk)} << 30 << 0;
         QTest::newRow("html page, ANSI byte")
             << ServerScript{send(kHead + "<html>A\xF1o</html>")} << 30 << 0;
-        QTest::newRow("dripped, marker split") << dripped(kOk, 3, 5) << 30 << 0;
         QTest::newRow("announced length")
             << ServerScript{send("HTTP/1.0 200 OK\r\nContent-length: 13\r\n\r\n" + end)} << 30
             << 13;
