@@ -147,6 +147,7 @@ private slots:
         QTest::newRow("five parts") << u"1.2.3.4.5"_s << none;
         QTest::newRow("byte too large") << u"256.1.1.1"_s << none;
         QTest::newRow("last of three too large") << u"1.2.65536"_s << none;
+        QTest::newRow("last of two too large") << u"1.16777216"_s << none;
         QTest::newRow("over 32 bits") << u"4294967296"_s << none;
         QTest::newRow("not octal") << u"08.1.1.1"_s << none;
         QTest::newRow("bare 0x") << u"0x.1.1.1"_s << none;
