@@ -171,6 +171,18 @@ private slots:
         // board; the tray icon showing the first picture.
         QCOMPARE(f.ChatWindows.size(), size_t(1));
         QCOMPARE(f.ChatWindows[0]->Tag(), u"0\\Soporte"_s);
+        QCOMPARE(f.ChatWindows[0]->windowTitle(), u"Soporte(Lumaris)"_s);
+        QCOMPARE(f.mnuChat(0)->text(), u"Lumaris - Soporte técnico"_s);
+        // The dispatcher finds actions by these exact texts.
+        QStringList actions;
+        for (int i = 0; i < f.ui().Accion_Combo->count(); ++i)
+            actions << f.ui().Accion_Combo->itemText(i);
+        const QString line(43, u'-');
+        QCOMPARE(actions, (QStringList{u"Actualizar sistema por Internet"_s, line,
+                                       u"Guardar configuración por Internet"_s,
+                                       u"Guardar histórico de casos por Internet"_s, line,
+                                       u"Recuperar configuración por Internet"_s,
+                                       u"Recuperar histórico de casos por Internet"_s, line}));
         QCOMPARE(f.Tag(), u"Orvex"_s);
         QVERIFY(f.TimerScan().isActive());
         QCOMPARE(f.TimerScan().interval(), 1000);
