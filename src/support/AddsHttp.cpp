@@ -1,6 +1,5 @@
 #include "support/AddsHttp.h"
 
-#include "platform/LargeBuffer.h"
 #include "platform/SocketX.h"
 #include "support/AddsUtilities.h"
 #include "support/AnsiCodec.h"
@@ -40,20 +39,6 @@ constexpr int kIdlePollMs = 250;
 // An announced length up to this size is reserved at once; beyond it (or
 // for a lying server) the reply grows as it arrives.
 constexpr qint64 kMaxReserve = qint64(512) << 20;
-constexpr qint64 kLargeReply = qint64(8) << 20;
-
-// Once the server has said how long its reply is, room for all of it is
-// made at once: the buffer is then never moved, and a large one is filled
-// without a page fault every 4 KB.
-void reserveForAnnouncedLength(QByteArray &reply, qint64 contentLength)
-{
-    const qint64 want = reply.size() + std::min(contentLength, kMaxReserve) + 4096;
-    if (want <= reply.capacity())
-        return;
-    reply.reserve(static_cast<qsizetype>(want));
-    if (want >= kLargeReply)
-        platform::adviseSequentialFill(reply.data(), static_cast<std::size_t>(reply.capacity()));
-}
 
 // The leading number of `text` after blanks, 0 when there is none.
 qint32 numericValue(QStringView text)
@@ -199,9 +184,12 @@ bool receiveReply(SocketX &socket, int timeOutSeconds, ProgressCaption *progress
         if (socket.ErrorPending())
             return false;
         scanner.feed(QByteArrayView(reply).sliced(before));
+        // Once the server has said how long its reply is, room for all of
+        // it is made at once.
         if (!reserved && scanner.contentLength() > 0) {
             reserved = true;
-            reserveForAnnouncedLength(reply, scanner.contentLength());
+            reply.reserve(reply.size() + std::min<qint64>(scanner.contentLength(), kMaxReserve) +
+                          4096);
         }
         return true;
     };
