@@ -77,9 +77,14 @@ bool Net::DoPing(const QString &host)
 {
     QString name = host;
     const quint32 address = IP2Long(pingGetHostByName(name));
-    // A name that did not resolve still goes out, to the all-ones address,
-    // and fails there like any unreachable host.
-    const platform::EchoResult reply = m_pinger.echo(address, PingTimeoutMs);
+    // A name that did not resolve leaves the all-ones address, which is the
+    // local network's broadcast: fail as the echo library fails there, with
+    // no reply, instead of sending to every host on the dispatcher's LAN.
+    platform::EchoResult reply;
+    if (address != kInvalidAddress)
+        reply = m_pinger.echo(address, PingTimeoutMs);
+    else
+        reply.detail = "no address to ping";
     if (reply.replies == 0) {
         PingError = u"Ping failed, error = "_s + QString::number(reply.status);
     } else if (reply.status == platform::echo_status::Success) {
