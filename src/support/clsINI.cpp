@@ -109,13 +109,10 @@ QString clsINI::ReadFrom(QString section, const QString &key, const QString &def
     Fault fault;
     const bool ok = guarded(fault, [&] {
         FormatSection(section);
-        const int s = FindSection(section);
-        if (s < 0)
+        const KeyPlace place = locateKey(section, key);
+        if (place.line < 0)
             return;
-        const qint32 i = FindKey(s, key);
-        if (i < 0)
-            return;
-        const QString &line = m_lines.at(i);
+        const QString &line = m_lines.at(place.line);
         result = trimBlanks(QStringView(line).sliced(line.indexOf(u'=') + 1));
     });
     if (!ok) {
@@ -286,18 +283,24 @@ QStringList clsINI::ListSections() const
     return m_sectionNames;
 }
 
+clsINI::KeyPlace clsINI::locateKey(const QString &formattedSection, const QString &key) const
+{
+    KeyPlace place;
+    place.section = FindSection(formattedSection);
+    if (place.section >= 0)
+        place.line = FindKey(place.section, key);
+    return place;
+}
+
 void clsINI::DeleteKey(QString section, const QString &key)
 {
     FormatSection(section);
-    const int s = FindSection(section);
-    if (s < 0)
+    const KeyPlace place = locateKey(section, key);
+    if (place.line < 0)
         return;
-    const qint32 i = FindKey(s, key);
-    if (i < 0)
-        return;
-    m_lines.removeAt(i);
-    --m_sectionItemCount[s];
-    for (int t = s + 1; t < SectionCount(); ++t)
+    m_lines.removeAt(place.line);
+    --m_sectionItemCount[place.section];
+    for (int t = place.section + 1; t < SectionCount(); ++t)
         --m_sectionStart[t];
     m_dirty = true;
 }

@@ -62,6 +62,14 @@ public:
     bool Dirty() const { return m_dirty; }
 
 private:
+    // Where a key of a bracketed section stands; -1s when either is missing.
+    struct KeyPlace
+    {
+        int section = -1;
+        qint32 line = -1;
+    };
+    KeyPlace locateKey(const QString &formattedSection, const QString &key) const;
+
     QString m_fileName;
     QStringList m_lines;
     // Header lines as they stand in the file, brackets included.
