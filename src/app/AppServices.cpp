@@ -8,6 +8,8 @@
 #include <QLoggingCategory>
 #include <QtGlobal>
 
+#include <optional>
+
 Q_LOGGING_CATEGORY(lcMessages, "orvex.messages")
 
 namespace orvex {
@@ -16,22 +18,31 @@ namespace {
 class ScriptedMessageBoxes final : public platform::MessageBoxes
 {
 public:
-    explicit ScriptedMessageBoxes(platform::Answer answer) : m_answer(answer) {}
+    ScriptedMessageBoxes(platform::Answer answer, std::optional<QString> input)
+        : m_answer(answer), m_input(std::move(input))
+    {}
 
-    platform::Answer question(const QString &title, const QString &text) override
+    platform::Answer show(const platform::MessageBoxRequest &request) override
     {
-        qCInfo(lcMessages).noquote() << "question" << title << ":" << text << "->"
+        if (request.buttons == platform::BoxButtons::Ok) {
+            qCInfo(lcMessages).noquote() << "message" << request.title << ":" << request.text;
+            return platform::Answer::Ok;
+        }
+        qCInfo(lcMessages).noquote() << "question" << request.title << ":" << request.text << "->"
                                      << (m_answer == platform::Answer::Yes ? "yes" : "no");
         return m_answer;
     }
 
-    void exclamation(const QString &title, const QString &text) override
+    std::optional<QString> inputBox(const platform::InputBoxRequest &request) override
     {
-        qCInfo(lcMessages).noquote() << "exclamation" << title << ":" << text;
+        qCInfo(lcMessages).noquote() << "input" << request.title << ":" << request.prompt << "->"
+                                     << (m_input ? *m_input : QStringLiteral("(cancel)"));
+        return m_input;
     }
 
 private:
     platform::Answer m_answer;
+    std::optional<QString> m_input;
 };
 
 std::unique_ptr<platform::MessageBoxes> chooseMessageBoxes()
@@ -48,7 +59,10 @@ std::unique_ptr<platform::MessageBoxes> chooseMessageBoxes()
 
 std::unique_ptr<platform::MessageBoxes> createScriptedMessageBoxes(platform::Answer answer)
 {
-    return std::make_unique<ScriptedMessageBoxes>(answer);
+    std::optional<QString> input;
+    if (qEnvironmentVariableIsSet("ORVEX_INPUT"))
+        input = qEnvironmentVariable("ORVEX_INPUT");
+    return std::make_unique<ScriptedMessageBoxes>(answer, std::move(input));
 }
 
 AppServices::AppServices()

@@ -35,8 +35,9 @@ private:
     std::unique_ptr<Adds> m_adds;
 };
 
-// Question boxes answered without a person, for unattended runs: set
-// ORVEX_ANSWER to "yes" or "no". Each question is written to the log.
+// Boxes answered without a person, for unattended runs: set ORVEX_ANSWER to
+// "yes" or "no"; ORVEX_INPUT, when set, is typed into every input box (else
+// it is cancelled). Each box is written to the log.
 std::unique_ptr<platform::MessageBoxes> createScriptedMessageBoxes(platform::Answer answer);
 
 } // namespace orvex

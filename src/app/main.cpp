@@ -17,12 +17,12 @@ int main(int argc, char *argv[])
     QApplication::setQuitOnLastWindowClosed(false);
 
     orvex::AppServices services;
-    orvex::platform::SingleInstance instance;
+    const auto instance = orvex::platform::createSingleInstance();
 
     orvex::wnPrincipalContext context;
     context.adds = &services.adds();
     context.messageBoxes = &services.messageBoxes();
-    context.instance = &instance;
+    context.instance = instance.get();
     context.programFolder = QApplication::applicationDirPath();
     context.commandLine = QApplication::arguments().mid(1).join(QLatin1Char(' '));
 

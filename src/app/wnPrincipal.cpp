@@ -129,55 +129,32 @@ bool wnPrincipal::Form_Load()
 {
     Adds &adds = *m_ctx.adds;
 
-    // 1. Only one copy runs; the user chooses which one stays.
-    if (m_ctx.instance) {
-        if (m_ctx.instance->anotherIsRunning()) {
-            const QString text =
-                QStringLiteral("Ya hay una copia de Orvex ejecutándose en este equipo.") +
-                QStringLiteral("\r\n") +
-                QStringLiteral("Desea cerrarla? (si pulsa negativamente, solo esta copia se "
-                               "cerrará)");
-            const auto answer =
-                m_ctx.messageBoxes
-                    ? m_ctx.messageBoxes->question(QCoreApplication::applicationName(), text)
-                    : platform::Answer::No;
-            if (answer == platform::Answer::No) {
-                qCInfo(lcStart) << "another copy is running; this one ends";
-                return false;
-            }
-            adds.App_Close(QStringLiteral("Orvex"));
-            m_ctx.instance->askOtherToClose();
-        }
-        m_ctx.instance->claim();
-        connect(m_ctx.instance, &platform::SingleInstance::closeRequested, this,
-                &wnPrincipal::Form_Unload, Qt::UniqueConnection);
-    }
+    if (!settleSecondCopy())
+        return false;
 
-    // 2. The maintenance actions.
     fillAccionCombo();
 
-    // 3. The home server: the whole command line, else the centre's host.
+    // The home server: the whole command line, else the centre's host.
     const QString commandLine = m_ctx.commandLine.trimmed();
     m_centreHost = centreFixedHost();
     m_homeServerHost = commandLine.isEmpty() ? QVariant(m_centreHost) : QVariant(commandLine);
 
-    // 4. No close command of its own; the maker's credits.
     decorateWindow();
 
-    // 5. The caption to come back to after a progress caption.
+    // The caption every tick comes back to, after a progress caption.
     m_tag = windowTitle();
 
-    // 6. The tray icon, owned by Pics(0).
+    // Pics(0) owns the tray icon, so the tray's clicks reach Pics_MouseMove.
     loadPictures();
     adds.setWin_SysTrayOwnerControl(m_picsOwner.get());
     adds.setWin_SysTrayToolTip(windowTitle());
     adds.Win_SysTrayAdd();
     updateTrayHostState(adds.trayBackend() && adds.trayBackend()->hostAvailable());
 
-    // 7. The settings file.
     adds.INI_SetFileName(iniPath());
 
-    // 8.-10. The server table: the INI entries, then the support server.
+    // The INI entries take indexes 1 and up; element 0, the support server,
+    // is filled last because it takes the domain of the last entry.
     DynIpServers.clear();
     DynIpServers.emplace_back();
     ChatWindows.clear();
@@ -185,25 +162,50 @@ bool wnPrincipal::Form_Load()
     readServerList();
     addSupportServer();
 
-    // 11.-12. The support chat and its menu entry.
     openFirstChatWindow();
     mnuChat(0)->setText(QStringLiteral("Lumaris - Soporte técnico"));
 
-    // 13. The tray shows the first picture.
     adds.setWin_SysTrayIcon(PicsPicture(0));
 
-    // 14. The scan runs every second, and once right now.
+    // A first scan runs now rather than a second from now.
     if (!Adds::Win_InDevelopment)
         m_timerScan.start();
     TimerScan_Timer();
 
-    // 15. The delay board, loaded but not shown.
+    // The delay board is loaded hidden; its reminders run from now on.
     m_demoras = std::make_unique<wnDemoras>();
     if (Adds::Win_InDevelopment)
         m_demoras->TimerScan().stop();
 
-    // 16.
     QCoreApplication::processEvents();
+    return true;
+}
+
+bool wnPrincipal::settleSecondCopy()
+{
+    if (!m_ctx.instance)
+        return true;
+    if (m_ctx.instance->anotherIsRunning()) {
+        const QString text =
+            QStringLiteral("Ya hay una copia de Orvex ejecutándose en este equipo.") +
+            QStringLiteral("\r\n") +
+            QStringLiteral("Desea cerrarla? (si pulsa negativamente, solo esta copia se "
+                           "cerrará)");
+        const auto answer =
+            m_ctx.messageBoxes
+                ? m_ctx.messageBoxes->question(QCoreApplication::applicationName(), text)
+                : platform::Answer::No;
+        if (answer != platform::Answer::Yes) {
+            qCInfo(lcStart) << "another copy is running; this one ends";
+            return false;
+        }
+        // The older copy is asked to go and is not waited for.
+        m_ctx.adds->App_Close(QStringLiteral("Orvex"));
+        m_ctx.instance->askOtherToClose();
+    }
+    m_ctx.instance->claim();
+    connect(m_ctx.instance, &platform::SingleInstance::closeRequested, this,
+            &wnPrincipal::Form_Unload, Qt::UniqueConnection);
     return true;
 }
 

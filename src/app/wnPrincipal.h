@@ -23,6 +23,7 @@ class wnPrincipal;
 namespace orvex {
 
 class Adds;
+class Clock;
 class wnChat;
 class wnChatTo;
 class wnDemoras;
@@ -44,6 +45,8 @@ struct wnPrincipalContext
     QString commandLine;
     // Ends the program; the default quits the application's event loop.
     std::function<void()> endProgram;
+    // Where the form and its windows take the time; null is the system clock.
+    const Clock *clock = nullptr;
 };
 
 // The agent's main window: the state of every server of the centre, the
@@ -96,6 +99,9 @@ private:
     QString iniPath() const;
     QString resourcePath(const QString &name) const;
     QString centreFixedHost();
+    // Only one copy runs; the user chooses which one stays. False when this
+    // copy must end.
+    bool settleSecondCopy();
     void fillAccionCombo();
     void decorateWindow();
     void loadPictures();

@@ -1,8 +1,10 @@
 #include "platform/SingleInstance.h"
 
+#include <QLocalServer>
 #include <QLocalSocket>
 #include <QLoggingCategory>
 #include <QPointer>
+#include <QTimer>
 #include <QtGlobal>
 
 Q_LOGGING_CATEGORY(lcInstance, "orvex.instance")
@@ -11,11 +13,29 @@ namespace orvex::platform {
 namespace {
 constexpr int kConnectMs = 500;
 const QByteArray kCloseRequest = QByteArrayLiteral("close\n");
-} // namespace
 
-SingleInstance::SingleInstance(QObject *parent) : QObject(parent), m_key(defaultKey())
+class LocalSingleInstance final : public SingleInstance
 {
-    connect(&m_server, &QLocalServer::newConnection, this, &SingleInstance::onNewConnection);
+public:
+    explicit LocalSingleInstance(QString key);
+
+    bool anotherIsRunning() const override;
+    bool askOtherToClose() const override;
+    void claim() override;
+    bool isClaimed() const override { return m_server.isListening(); }
+
+private:
+    void onNewConnection();
+    bool tryClaim();
+
+    QString m_key;
+    QLocalServer m_server;
+    QTimer m_retry;
+};
+
+LocalSingleInstance::LocalSingleInstance(QString key) : m_key(std::move(key))
+{
+    connect(&m_server, &QLocalServer::newConnection, this, &LocalSingleInstance::onNewConnection);
     m_retry.setInterval(250);
     connect(&m_retry, &QTimer::timeout, this, [this] {
         if (tryClaim())
@@ -23,20 +43,7 @@ SingleInstance::SingleInstance(QObject *parent) : QObject(parent), m_key(default
     });
 }
 
-SingleInstance::~SingleInstance() = default;
-
-QString SingleInstance::defaultKey()
-{
-    const QString fromEnv = qEnvironmentVariable("ORVEX_INSTANCE_KEY");
-    if (!fromEnv.isEmpty())
-        return fromEnv;
-    QString user = qEnvironmentVariable("USER");
-    if (user.isEmpty())
-        user = qEnvironmentVariable("USERNAME");
-    return QStringLiteral("orvex-agent-") + user;
-}
-
-bool SingleInstance::anotherIsRunning() const
+bool LocalSingleInstance::anotherIsRunning() const
 {
     QLocalSocket probe;
     probe.setSocketOptions(QLocalSocket::AbstractNamespaceOption);
@@ -46,7 +53,7 @@ bool SingleInstance::anotherIsRunning() const
     return up;
 }
 
-bool SingleInstance::askOtherToClose() const
+bool LocalSingleInstance::askOtherToClose() const
 {
     QLocalSocket socket;
     socket.setSocketOptions(QLocalSocket::AbstractNamespaceOption);
@@ -59,13 +66,13 @@ bool SingleInstance::askOtherToClose() const
     return sent;
 }
 
-void SingleInstance::claim()
+void LocalSingleInstance::claim()
 {
     if (!tryClaim())
         m_retry.start();
 }
 
-bool SingleInstance::tryClaim()
+bool LocalSingleInstance::tryClaim()
 {
     if (m_server.isListening())
         return true;
@@ -80,7 +87,7 @@ bool SingleInstance::tryClaim()
     return true;
 }
 
-void SingleInstance::onNewConnection()
+void LocalSingleInstance::onNewConnection()
 {
     while (QLocalSocket *peer = m_server.nextPendingConnection()) {
         connect(peer, &QLocalSocket::disconnected, peer, &QObject::deleteLater);
@@ -92,6 +99,24 @@ void SingleInstance::onNewConnection()
                 emit closeRequested();
         });
     }
+}
+
+} // namespace
+
+QString defaultInstanceKey()
+{
+    const QString fromEnv = qEnvironmentVariable("ORVEX_INSTANCE_KEY");
+    if (!fromEnv.isEmpty())
+        return fromEnv;
+    QString user = qEnvironmentVariable("USER");
+    if (user.isEmpty())
+        user = qEnvironmentVariable("USERNAME");
+    return QStringLiteral("orvex-agent-") + user;
+}
+
+std::unique_ptr<SingleInstance> createSingleInstance(const QString &key)
+{
+    return std::make_unique<LocalSingleInstance>(key);
 }
 
 } // namespace orvex::platform

@@ -1,45 +1,39 @@
 #pragma once
-#include <QLocalServer>
 #include <QObject>
 #include <QString>
-#include <QTimer>
+
+#include <memory>
 
 namespace orvex::platform {
 
 // Tells whether another copy of the agent runs for this user, and lets the
-// new copy ask the old one to close. A local socket works on every desktop,
-// with or without a window list to search.
+// new copy ask the old one to close.
 class SingleInstance : public QObject
 {
     Q_OBJECT
 public:
-    // `key` names the instance; ORVEX_INSTANCE_KEY in the environment
-    // replaces the default so that tests do not meet a running agent.
-    explicit SingleInstance(QObject *parent = nullptr);
-    ~SingleInstance() override;
+    using QObject::QObject;
 
-    static QString defaultKey();
-    QString key() const { return m_key; }
-
-    bool anotherIsRunning() const;
+    virtual bool anotherIsRunning() const = 0;
     // Posts the close request to the running copy; does not wait for it.
-    bool askOtherToClose() const;
+    virtual bool askOtherToClose() const = 0;
     // Becomes the running copy. While an older copy still answers (it was
     // asked to close and is on its way out) the name is taken over as soon
     // as it has gone; the caller does not wait for that.
-    void claim();
-    bool isClaimed() const { return m_server.isListening(); }
+    virtual void claim() = 0;
+    virtual bool isClaimed() const = 0;
 
 signals:
+    // A newer copy asked this one to close.
     void closeRequested();
-
-private:
-    void onNewConnection();
-    bool tryClaim();
-
-    QString m_key;
-    QLocalServer m_server;
-    QTimer m_retry;
 };
+
+// The name copies of the agent meet under: ORVEX_INSTANCE_KEY when set (so
+// that tests do not meet a running agent), else one per user.
+QString defaultInstanceKey();
+
+// A local socket named `key`, which works on every desktop, with or without
+// a window list to search.
+std::unique_ptr<SingleInstance> createSingleInstance(const QString &key = defaultInstanceKey());
 
 } // namespace orvex::platform

@@ -1,15 +1,15 @@
 #pragma once
 // The utility class shared by every form. Its routines come in families, one
-// file each (settings store, HTTP and sockets, tray icon, utilities); this
-// class only puts them together under one object.
-// (settings store, HTTP and sockets, tray icon, utilities, processes and
-// windows)
+// file each (settings store, HTTP and sockets, tray icon, utilities,
+// processes and windows); this class only puts them together under one
+// object.
 #include "support/AddsHttp.h"
 #include "support/AddsServices.h"
 #include "support/AddsSettings.h"
 #include "support/AddsSystem.h"
 #include "support/AddsTray.h"
 #include "support/AddsUtilities.h"
+#include "support/Clock.h"
 
 #include <QtGlobal>
 
@@ -31,6 +31,10 @@ public:
     // True when the system reports the connection bit `flag` (one of the
     // single-bit values 1..64); any other value is False.
     bool NET_CheckState(qint32 flag);
+
+    // The services the routines work through, for forms that need the same.
+    const AddsServices &services() const { return m_services; }
+    const Clock &clock() const { return clockOr(m_services.clock); }
 
 private:
     AddsServices m_services;

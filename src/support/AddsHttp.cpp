@@ -3,6 +3,7 @@
 #include "platform/SocketX.h"
 #include "support/AddsUtilities.h"
 #include "support/AnsiCodec.h"
+#include "support/Clock.h"
 #include "support/EventWait.h"
 #include "support/ProgressCaption.h"
 #include "support/ReplyScanner.h"
@@ -225,10 +226,7 @@ bool receiveReply(SocketX &socket, int timeOutSeconds, ProgressCaption *progress
 
 } // namespace
 
-AddsHttp::AddsHttp(const AddsServices &services)
-{
-    (void)services;
-}
+AddsHttp::AddsHttp(const AddsServices &services) : m_clock(clockOr(services.clock)) {}
 
 AnsiText AddsHttp::NET_HTTPget(SocketX &Socket, const QString &URL, const QString &Path,
                                const QString &Port, int TimeOutSeconds, const QString &ExtraHeader,
@@ -284,7 +282,7 @@ AnsiText AddsHttp::NET_HTTPget(SocketX &Socket, const QString &URL, const QStrin
         Socket.Receive();
     Socket.Close();
     // Gives the system time to finish the close before the socket is reused.
-    pauseWithEvents(kSettleMs);
+    m_clock.pause(kSettleMs);
     if (Socket.state() != SocketState::Closed) {
         Socket.Close();
         waitUntil([&] { return Socket.state() == SocketState::Closed; }, kCloseWaitMs, kIdlePollMs);
@@ -330,7 +328,7 @@ bool AddsHttp::SocketX_UDP(SocketX &Socket, const QString &Destination, const QS
     if (!ok)
         qCInfo(lcHttp).noquote() << "datagram to" << host << port
                                  << "failed:" << Socket.ErrorDescription();
-    pauseWithEvents(kSettleMs);
+    m_clock.pause(kSettleMs);
     Socket.Close();
     return ok;
 }

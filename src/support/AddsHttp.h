@@ -14,6 +14,7 @@ class SocketX;
 
 namespace orvex {
 
+class Clock;
 class ProgressCaption;
 
 class AddsHttp
@@ -44,6 +45,10 @@ public:
     // True when no run-time error occurred.
     bool SocketX_UDP(platform::SocketX &Socket, const QString &Destination, const QString &Port,
                      const QString &Data);
+
+private:
+    // The settle pause after each exchange runs on this clock.
+    const Clock &m_clock;
 };
 
 } // namespace orvex

@@ -5,6 +5,7 @@
 #include "platform/SoundPlayer.h"
 #include "platform/SystemMenu.h"
 #include "support/AddsUtilities.h"
+#include "support/Clock.h"
 #include "support/EventWait.h"
 
 #include <QLoggingCategory>
@@ -34,7 +35,8 @@ bool isAllDigits(const QString &text)
 } // namespace
 
 AddsSystem::AddsSystem(const AddsServices &services)
-    : m_processWindows(services.processWindows), m_sound(services.sound)
+    : m_processWindows(services.processWindows), m_sound(services.sound),
+      m_clock(clockOr(services.clock))
 {}
 
 void AddsSystem::Win_RunAppAndWait(const QString &commandLine, const QVariant &unused,
@@ -119,7 +121,7 @@ void AddsSystem::DateTime_PausaTimer(double seconds)
     if (!(seconds > 0))
         return;
     const double ms = std::min(std::round(seconds * 1000.0), double(INT_MAX));
-    pauseWithEvents(static_cast<int>(ms));
+    m_clock.pause(static_cast<int>(ms));
 }
 
 QString AddsSystem::NET_CurrentMachineName()

@@ -13,6 +13,8 @@
 
 namespace orvex {
 
+class Clock;
+
 class AddsSystem
 {
 public:
@@ -41,7 +43,7 @@ public:
     // running) until it has ended. 1 when the sound started, 0 otherwise.
     qint16 Sonido_PlayWav(const QString &file, qint16 count, bool async);
 
-    // Waits `seconds` while events keep running.
+    // Waits `seconds` of the clock's time while events keep running.
     void DateTime_PausaTimer(double seconds);
 
     // The computer's name; empty when the system does not say.
@@ -61,6 +63,7 @@ public:
 private:
     platform::ProcessWindows *m_processWindows = nullptr;
     platform::SoundPlayer *m_sound = nullptr;
+    const Clock &m_clock;
 };
 
 } // namespace orvex

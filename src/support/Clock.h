@@ -3,12 +3,18 @@
 
 namespace orvex {
 
-// Where logic asks the time. Tests pass a clock they move by hand.
+// Where logic asks the time, and how it lets time pass while events run.
+// Tests pass a clock they move by hand, so that a 15- or 30-minute rule is
+// tested without waiting.
 class Clock
 {
 public:
     virtual ~Clock() = default;
     virtual QDateTime now() const = 0;
+    // Lets events run while `ms` milliseconds of this clock pass. The system
+    // clock really waits (sleeping in the event loop); a test clock moves on
+    // at once.
+    virtual void pause(int ms) const;
 };
 
 class SystemClock final : public Clock
@@ -16,5 +22,14 @@ class SystemClock final : public Clock
 public:
     QDateTime now() const override { return QDateTime::currentDateTime(); }
 };
+
+// The system clock, for code that was given no clock of its own.
+const Clock &systemClock();
+
+// `clock` when there is one, else the system clock.
+inline const Clock &clockOr(const Clock *clock)
+{
+    return clock ? *clock : systemClock();
+}
 
 } // namespace orvex

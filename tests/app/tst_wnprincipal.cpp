@@ -39,12 +39,13 @@ struct Harness
             QFile::copy(source.filePath(f), folder.filePath(u"resources/"_s + f));
         adds = std::make_unique<Adds>(AddsServices{.messageBoxes = &boxes, .tray = &tray});
         form = std::make_unique<wnPrincipal>(wnPrincipalContext{
-            adds.get(), &boxes, nullptr, folder.path(), commandLine, [this] { ++ended; }});
+            adds.get(), &boxes, &instance, folder.path(), commandLine, [this] { ++ended; }});
     }
 
     QTemporaryDir folder;
     test::FakeTrayBackend tray;
     test::FakeMessageBoxes boxes;
+    test::FakeSingleInstance instance;
     std::unique_ptr<Adds> adds;
     std::unique_ptr<wnPrincipal> form;
     int ended = 0;
@@ -192,7 +193,52 @@ private slots:
         QVERIFY(!f.PicsPicture(0).isNull());
         QCOMPARE(h.tray.shownIcon.cacheKey(), f.PicsPicture(0).cacheKey());
         QCOMPARE(h.tray.shownTip, u" Orvex "_s);
-        QVERIFY(h.boxes.questions.isEmpty());
+        QVERIFY(h.boxes.asked.empty());
+    }
+
+    void secondCopyAsksWhichOneStays_data()
+    {
+        QTest::addColumn<bool>("otherRunning");
+        QTest::addColumn<QList<platform::Answer>>("answers");
+        QTest::addColumn<bool>("starts");
+        QTest::newRow("alone") << false << QList<platform::Answer>{} << true;
+        QTest::newRow("yes closes the older copy")
+            << true << QList<platform::Answer>{platform::Answer::Yes} << true;
+        QTest::newRow("no ends this copy")
+            << true << QList<platform::Answer>{platform::Answer::No} << false;
+    }
+    void secondCopyAsksWhichOneStays()
+    {
+        QFETCH(bool, otherRunning);
+        QFETCH(QList<platform::Answer>, answers);
+        QFETCH(bool, starts);
+        Harness h;
+        h.instance.otherRunning = otherRunning;
+        h.boxes.answers.assign(answers.begin(), answers.end());
+        QCOMPARE(h.form->Form_Load(), starts);
+        if (otherRunning) {
+            QCOMPARE(h.boxes.asked.size(), size_t(1));
+            const platform::MessageBoxRequest &q = h.boxes.asked[0];
+            QCOMPARE(q.text,
+                     u"Ya hay una copia de Orvex ejecutándose en este equipo.\r\n"
+                     u"Desea cerrarla? (si pulsa negativamente, solo esta copia se cerrará)"_s);
+            QCOMPARE(q.buttons, platform::BoxButtons::YesNo);
+            QCOMPARE(q.icon, platform::BoxIcon::Question);
+            QCOMPARE(q.defaultButton, platform::DefaultButton::Second);
+        } else {
+            QVERIFY(h.boxes.asked.empty());
+        }
+        // Only a copy that stays asks the older one to go and takes its place;
+        // one that ends leaves the tray and the older copy alone.
+        QCOMPARE(h.instance.closeRequestsSent, otherRunning && starts ? 1 : 0);
+        QCOMPARE(h.instance.claimed, starts);
+        QCOMPARE(h.tray.adds, starts ? 1 : 0);
+        if (!starts)
+            return;
+        // The copy that stays ends when a newer one asks it to.
+        h.instance.requestClose();
+        QCOMPARE(h.ended, 1);
+        QCOMPARE(h.tray.removes, 1);
     }
 
     void trayClicksDriveTheWindowAndTheMenu()

@@ -1,9 +1,14 @@
 #pragma once
 // Fakes of the platform services that record what the agent asked of them.
 #include "platform/MessageBoxes.h"
+#include "platform/SingleInstance.h"
 #include "platform/TrayBackend.h"
 
 #include <QStringList>
+
+#include <deque>
+#include <optional>
+#include <vector>
 
 namespace orvex::test {
 
@@ -36,20 +41,74 @@ public:
     QString shownTip;
 };
 
-// Answers No to every question.
+// Answers each box as the test scripted it and records every box asked,
+// with its exact texts, buttons and default button. A question with no
+// scripted answer left gets No, an input box with none is cancelled.
 class FakeMessageBoxes final : public platform::MessageBoxes
 {
 public:
-    platform::Answer question(const QString &title, const QString &text) override
+    platform::Answer show(const platform::MessageBoxRequest &request) override
     {
-        questions << title + u'|' + text;
-        return platform::Answer::No;
+        asked.push_back(request);
+        if (request.buttons == platform::BoxButtons::Ok)
+            return platform::Answer::Ok;
+        if (answers.empty())
+            return platform::Answer::No;
+        const platform::Answer a = answers.front();
+        answers.pop_front();
+        return a;
     }
-    void exclamation(const QString &title, const QString &text) override
+    std::optional<QString> inputBox(const platform::InputBoxRequest &request) override
     {
-        exclamations << title + u'|' + text;
+        inputsAsked.push_back(request);
+        if (inputs.empty())
+            return std::nullopt;
+        std::optional<QString> a = inputs.front();
+        inputs.pop_front();
+        return a;
     }
-    QStringList questions, exclamations;
+
+    // What to answer next, in order.
+    std::deque<platform::Answer> answers;
+    std::deque<std::optional<QString>> inputs;
+    // What was asked, in order.
+    std::vector<platform::MessageBoxRequest> asked;
+    std::vector<platform::InputBoxRequest> inputsAsked;
+
+    // The questions (Yes/No boxes) and the other boxes, as "title|text".
+    QStringList questions() const { return texts(true); }
+    QStringList messages() const { return texts(false); }
+
+private:
+    QStringList texts(bool yesNo) const
+    {
+        QStringList out;
+        for (const auto &r : asked)
+            if ((r.buttons == platform::BoxButtons::YesNo) == yesNo)
+                out << r.title + u'|' + r.text;
+        return out;
+    }
+};
+
+// Another copy runs or not, as the test says; records what was asked of it.
+class FakeSingleInstance final : public platform::SingleInstance
+{
+public:
+    bool anotherIsRunning() const override { return otherRunning; }
+    bool askOtherToClose() const override
+    {
+        ++closeRequestsSent;
+        return otherRunning;
+    }
+    void claim() override { claimed = true; }
+    bool isClaimed() const override { return claimed; }
+
+    // A newer copy asks this one to close.
+    void requestClose() { emit closeRequested(); }
+
+    bool otherRunning = false;
+    bool claimed = false;
+    mutable int closeRequestsSent = 0;
 };
 
 } // namespace orvex::test

@@ -113,9 +113,12 @@ private slots:
         QVERIFY(f.tray.Win_SysTrayAdd());
         f.tray.setWin_SysTrayOwnerControl(&f.owner);
         QCOMPARE(f.tray.Win_SysTrayOwnerControl(), &second);
-        QCOMPARE(f.boxes.exclamations.size(), 1);
-        QVERIFY(f.boxes.exclamations.first().endsWith(
-            u"|Alerta: Adds.Win_SysTray (SysTray) no puede cambiar el OwnerControl cuando hay un ícono activo"_s));
+        QCOMPARE(f.boxes.asked.size(), size_t(1));
+        QCOMPARE(f.boxes.asked[0].icon, platform::BoxIcon::Exclamation);
+        QCOMPARE(f.boxes.asked[0].buttons, platform::BoxButtons::Ok);
+        QCOMPARE(
+            f.boxes.asked[0].text,
+            u"Alerta: Adds.Win_SysTray (SysTray) no puede cambiar el OwnerControl cuando hay un ícono activo"_s);
     }
 
     void buttonEventsArriveAsTheOwnersCallbackCodes_data()
