@@ -27,6 +27,10 @@ struct DynIpServer
     QDateTime NextKeepAlive;
     qint32 PrevState = 0;
     qint32 State = 0;
+    // For the server's tool tip: the last keep-alive that succeeded, and why
+    // the last one that failed did.
+    QDateTime LastSuccess;
+    QString LastFailure;
 };
 
 // What one "DynIP Server N" value says: Name/Domain/Host[:Port]/Version[/Seconds].

@@ -23,6 +23,13 @@ public:
     QDateTime now() const override { return QDateTime::currentDateTime(); }
 };
 
+// Whole minutes from `from` to `to` as the old runtime's date difference
+// counts them: the minute boundaries crossed, so 10:00:59 to 10:01:00 is one
+// minute and 10:00:00 to 10:00:59 is none; negative when `to` is earlier. A
+// null date-time stands for day zero (30 December 1899, midnight), which is
+// how a date that was never set behaves in the rules that use this.
+qint64 wholeMinutesBetween(const QDateTime &from, const QDateTime &to);
+
 // The system clock, for code that was given no clock of its own.
 const Clock &systemClock();
 

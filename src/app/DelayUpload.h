@@ -1,0 +1,47 @@
+#pragma once
+// Publishes the delay board's file to every "V2" server of the centre once
+// its text has changed.
+#include "app/DynIpServer.h"
+
+#include <QString>
+
+#include <vector>
+
+namespace orvex {
+
+class Adds;
+class ProgressCaption;
+namespace platform {
+class SocketX;
+}
+
+// The centre takes delays on this port, whatever port a server's entry names.
+constexpr quint16 kDelayUploadPort = 9750;
+
+// The upload carries the doubled slash where "/ox/" meets the script's path,
+// and the domain in lower case; the centre expects both.
+QString delayUploadUrl(const DynIpServer &server, const QString &text,
+                       quint16 port = kDelayUploadPort);
+
+class DelayUpload
+{
+public:
+    DelayUpload(Adds &adds, platform::SocketX &socket, QString delaysFile,
+                quint16 port = kDelayUploadPort);
+
+    // Sends the file's text to every "V2" server when it exists and differs
+    // from the text handled last; `progress` shows the transfers. True when
+    // there was something to send.
+    bool tick(const std::vector<DynIpServer> &servers, ProgressCaption *progress);
+
+    QString lastHandled() const { return m_lastHandled; }
+
+private:
+    Adds &m_adds;
+    platform::SocketX &m_socket;
+    QString m_delaysFile;
+    QString m_lastHandled;
+    quint16 m_port;
+};
+
+} // namespace orvex

@@ -1,0 +1,54 @@
+#include "common/FakeClock.h"
+#include "support/Adds.h"
+#include "support/Clock.h"
+
+#include <QtTest>
+
+using namespace orvex;
+
+class TestClock : public QObject
+{
+    Q_OBJECT
+private slots:
+    void wholeMinutesCountBoundariesCrossed_data()
+    {
+        QTest::addColumn<QDateTime>("from");
+        QTest::addColumn<QDateTime>("to");
+        QTest::addColumn<qint64>("minutes");
+        const QDate d(2026, 3, 2);
+        const auto at = [d](int h, int m, int s) { return QDateTime(d, QTime(h, m, s)); };
+        QTest::newRow("same minute") << at(10, 0, 0) << at(10, 0, 59) << qint64(0);
+        QTest::newRow("one second, next minute") << at(10, 0, 59) << at(10, 1, 0) << qint64(1);
+        QTest::newRow("backwards") << at(10, 1, 0) << at(10, 0, 59) << qint64(-1);
+        QTest::newRow("thirty") << at(9, 30, 10) << at(10, 0, 0) << qint64(30);
+        QTest::newRow("next day") << at(23, 59, 0) << QDateTime(d.addDays(1), QTime(0, 1))
+                                  << qint64(2);
+        // A date never set is day zero: far in the past.
+        QTest::newRow("never set")
+            << QDateTime() << at(0, 0, 0) << qint64(QDate(1899, 12, 30).daysTo(d)) * 24 * 60;
+    }
+    void wholeMinutesCountBoundariesCrossed()
+    {
+        QFETCH(QDateTime, from);
+        QFETCH(QDateTime, to);
+        QTEST(wholeMinutesBetween(from, to), "minutes");
+    }
+
+    void pauseRunsOnTheGivenClock()
+    {
+        test::FakeClock clock;
+        const QDateTime start = clock.now();
+        Adds adds(AddsServices{.clock = &clock});
+        bool ran = false;
+        QTimer::singleShot(0, [&] { ran = true; });
+        adds.DateTime_PausaTimer(1.5);
+        // The test clock moved by the pause and events ran, with no real wait.
+        QCOMPARE(clock.now(), start.addMSecs(1500));
+        QVERIFY(ran);
+        adds.DateTime_PausaTimer(-1);
+        QCOMPARE(clock.pauses, 1);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestClock)
+#include "tst_clock.moc"
