@@ -1,13 +1,21 @@
 #include "app/wnPrincipal.h"
 
+#include "app/DelayUpload.h"
+#include "app/ExchangeHelper.h"
+#include "app/KeepAlive.h"
+#include "app/ScanLog.h"
+#include "app/ScanStatus.h"
+#include "app/SiblingFolders.h"
 #include "app/TabColumnDelegate.h"
 #include "chat/wnChat.h"
 #include "chat/wnChatTo.h"
 #include "delays/wnDemoras.h"
 #include "platform/MessageBoxes.h"
 #include "platform/SingleInstance.h"
+#include "platform/SocketX.h"
 #include "platform/TrayBackend.h"
 #include "support/Adds.h"
+#include "support/Net.h"
 #include "ui_wnPrincipal.h"
 
 #include <QCloseEvent>
@@ -16,7 +24,10 @@
 #include <QDir>
 #include <QGuiApplication>
 #include <QLoggingCategory>
+#include <QScopeGuard>
 #include <QScreen>
+
+#include <limits>
 
 Q_LOGGING_CATEGORY(lcStart, "orvex.start")
 
@@ -32,6 +43,23 @@ constexpr quint16 kChatPort = 9744;
 const char *const kPicsFiles[wnPrincipal::kPicsCount] = {
     "tray_sinconexion.ico", "tray_sinconexion_b.ico", "tray_limitada.ico",
     "tray_limitada_b.ico",  "tray_enlinea.ico",       "tray_enlinea_b.ico"};
+
+// The leading number of a text as the old runtime's Val() reads it.
+qint64 leadingNumber(const QString &text)
+{
+    const QString t = text.trimmed();
+    qsizetype i = 0;
+    const bool negative = i < t.size() && t[i] == u'-';
+    if (i < t.size() && (t[i] == u'-' || t[i] == u'+'))
+        ++i;
+    qint64 value = 0;
+    for (; i < t.size() && t[i] >= u'0' && t[i] <= u'9'; ++i) {
+        if (value > (std::numeric_limits<qint64>::max() - 9) / 10)
+            break;
+        value = value * 10 + (t[i].unicode() - u'0');
+    }
+    return negative ? -value : value;
+}
 
 QString separatorLine()
 {
@@ -70,13 +98,49 @@ private:
     wnPrincipal &m_form;
 };
 
+// LabelStatus as the HTTP client's progress control: every caption it is
+// given runs the label's change handler, as a caption change does.
+class wnPrincipal::LabelCaption final : public ProgressCaption
+{
+public:
+    explicit LabelCaption(wnPrincipal &form) : m_form(form) {}
+    void setCaption(const QString &caption) override
+    {
+        m_form.ui().LabelStatus->setText(caption);
+        m_form.LabelStatus_Change();
+    }
+
+private:
+    wnPrincipal &m_form;
+};
+
+// The window's caption as a progress control; each tick restores it.
+class wnPrincipal::WindowCaption final : public ProgressCaption
+{
+public:
+    explicit WindowCaption(QWidget &window) : m_window(window) {}
+    void setCaption(const QString &caption) override
+    {
+        m_window.setWindowTitle(caption.isEmpty() ? m_window.windowTitle() : caption);
+    }
+
+private:
+    QWidget &m_window;
+};
+
 wnPrincipal::wnPrincipal(const wnPrincipalContext &context, QWidget *parent)
     : QWidget(parent), m_ctx(context), m_ui(std::make_unique<Ui::wnPrincipal>()),
-      m_picsOwner(std::make_unique<PicsOwner>(*this))
+      m_picsOwner(std::make_unique<PicsOwner>(*this)),
+      m_labelStatus(std::make_unique<LabelCaption>(*this)),
+      m_windowCaption(std::make_unique<WindowCaption>(*this))
 {
     m_ui->setupUi(this);
     if (!m_ctx.endProgram)
         m_ctx.endProgram = [] { QCoreApplication::exit(0); };
+    if (!m_ctx.socket) {
+        m_socketXCli = std::make_unique<platform::SocketX>();
+        m_ctx.socket = m_socketXCli.get();
+    }
     m_pics = {m_ui->Pics_0, m_ui->Pics_1, m_ui->Pics_2, m_ui->Pics_3, m_ui->Pics_4, m_ui->Pics_5};
     m_ui->ListaDestinos->setItemDelegate(new TabColumnDelegate(m_ui->ListaDestinos));
 
@@ -164,6 +228,18 @@ bool wnPrincipal::Form_Load()
 
     openFirstChatWindow();
     mnuChat(0)->setText(QStringLiteral("Lumaris - Soporte técnico"));
+
+    // What the tick works with.
+    if (!m_ctx.net) {
+        m_ownNet = createSystemNet();
+        m_ctx.net = m_ownNet.get();
+    }
+    m_keepAlive = std::make_unique<KeepAliveSender>(adds, SocketXCli(), *m_ctx.net);
+    m_siblingFolders =
+        std::make_unique<SiblingFolders>(adds, clock(), m_ctx.programFolder, iniPath());
+    m_delayUpload = std::make_unique<DelayUpload>(
+        adds, SocketXCli(), QDir(m_ctx.programFolder).filePath(QStringLiteral("OxDemoras.txt")));
+    m_exchangeHelper = std::make_unique<ExchangeHelper>(adds, m_ctx.programFolder);
 
     adds.setWin_SysTrayIcon(PicsPicture(0));
 
@@ -400,15 +476,144 @@ QAction *wnPrincipal::mnuChat(int index) const
     return m_mnuChat.at(static_cast<size_t>(index));
 }
 
+ProgressCaption *wnPrincipal::LabelStatus() const
+{
+    return m_labelStatus.get();
+}
+
+const Clock &wnPrincipal::clock() const
+{
+    return m_ctx.clock ? *m_ctx.clock : m_ctx.adds->clock();
+}
+
 void wnPrincipal::TimerScan_Timer()
 {
     // A tick that arrives while the previous one still waits on the network
     // returns at once.
-    if (m_scanBusy)
+    if (m_scanBusy || !m_ctx.adds || !m_keepAlive)
         return;
     m_scanBusy = true;
+    const auto done = qScopeGuard([this] { m_scanBusy = false; });
+
+    sendKeepAlives();
+    showStatus();
+    m_siblingFolders->tick();
+    m_delayUpload->tick(DynIpServers, m_windowCaption.get());
+    // Whatever progress the upload showed in the caption goes.
     setWindowTitle(m_tag);
-    m_scanBusy = false;
+    m_exchangeHelper->tick();
+}
+
+void wnPrincipal::sendKeepAlives()
+{
+    for (size_t i = 0; i < DynIpServers.size(); ++i) {
+        DynIpServer &server = DynIpServers[i];
+        const QDateTime now = clock().now();
+        if (server.NextKeepAlive.isNull() || now >= server.NextKeepAlive) {
+            const KeepAliveOutcome outcome = m_keepAlive->send(server);
+            if (outcome.state != server.State || outcome.failure != server.LastFailure)
+                qCInfo(lcScan).noquote() << server.Name << serverStateText(server.State) << "->"
+                                         << serverStateText(outcome.state) << outcome.failure;
+            server.State = outcome.state;
+            const QDateTime after = clock().now();
+            if (outcome.state == server_state::Online)
+                server.LastSuccess = after;
+            else
+                server.LastFailure = outcome.failure;
+            server.LastAttempt = after;
+            server.NextKeepAlive = after.addSecs(server.KeepAliveSeconds);
+            showServerLine(i);
+        }
+        reconnectChat(server);
+    }
+}
+
+void wnPrincipal::reconnectChat(DynIpServer &server)
+{
+    platform::IrcClient *chat = server.ChatClient.get();
+    if (server.State != server_state::Online || !chat || chat->ServerHost().isEmpty() ||
+        chat->isConnected())
+        return;
+    // The settings are written again before connecting, as they were at
+    // start-up.
+    chat->setServerHost(chat->ServerHost());
+    chat->setNickName(chat->NickName());
+    chat->setUserName(chat->UserName());
+    chat->setPort(kChatPort);
+    chat->setChannel(chat->Channel());
+    qCInfo(lcScan).noquote() << "chat with" << server.Name << "connecting to" << chat->ServerHost();
+    chat->Connect();
+}
+
+void wnPrincipal::showServerLine(size_t index)
+{
+    // Element 0, the support server, has no line.
+    if (index == 0)
+        return;
+    QListWidgetItem *item = m_ui->ListaDestinos->item(static_cast<int>(index) - 1);
+    if (!item)
+        return;
+    const DynIpServer &s = DynIpServers[index];
+    item->setText(serverLine(s.Name, s.State));
+    const auto when = [](const QDateTime &t) {
+        return t.isNull() ? QStringLiteral("nunca") : t.toString(QStringLiteral("dd/MM HH:mm:ss"));
+    };
+    QString tip = s.Host + u':' + s.Port + u" (" + s.Version + u")\n" +
+                  QStringLiteral("Último intento: ") + when(s.LastAttempt) + u'\n' +
+                  QStringLiteral("Última respuesta: ") + when(s.LastSuccess);
+    if (s.State != server_state::Online && !s.LastFailure.isEmpty())
+        tip += QStringLiteral("\nFalla: ") + s.LastFailure;
+    item->setToolTip(tip);
+}
+
+void wnPrincipal::showStatus()
+{
+    const ScanStatus status = judgeServers(DynIpServers);
+    if (status.hasRow()) {
+        m_basePicture = status.basePicture();
+        m_ui->LabelTitulo->setText(status.statusText());
+        m_ui->imgEstado->setPixmap(PicsPicture(m_basePicture).pixmap(48, 48));
+        if (status.overall != m_shownOverall)
+            qCInfo(lcScan).noquote() << status.statusText() << status.problems;
+        m_shownOverall = status.overall;
+    }
+
+    // The tray blinks between the base picture and the one after it.
+    QLabel *pics0 = Pics(0);
+    const QString tag = pics0->property("Tag").toString() == QStringLiteral("0")
+                            ? QStringLiteral("1")
+                            : QStringLiteral("0");
+    pics0->setProperty("Tag", tag);
+    m_ctx.adds->setWin_SysTrayIcon(PicsPicture(m_basePicture + tag.toInt()));
+
+    if (status.hasRow() && m_ui->Recomendacion->text() != status.recommendation())
+        m_ui->Recomendacion->setText(status.recommendation());
+    m_ctx.adds->setWin_SysTrayToolTip(status.trayTip());
+
+    if (status.changed) {
+        m_ctx.adds->Sonido_PlayWav(
+            m_ctx.programFolder + QStringLiteral("/resources/orvex_problemared.wav"), 1, true);
+        for (DynIpServer &s : DynIpServers)
+            s.PrevState = s.State;
+    }
+}
+
+void wnPrincipal::LabelStatus_Change()
+{
+    const QString caption = m_ui->LabelStatus->text();
+    if (caption.isEmpty()) {
+        m_ui->LabelAvance->clear();
+        return;
+    }
+    // Without a "/" the whole caption is the total and nothing is done yet.
+    QString rest = caption;
+    const QString done = AddsUtilities::Var_GetPart(rest, QStringLiteral("/"), true);
+    const qint64 doneBytes = leadingNumber(done);
+    const qint64 total = leadingNumber(rest);
+    if (total <= 0)
+        return;
+    // Whole hundredths, rounded down.
+    m_ui->LabelAvance->setText(QString::number(doneBytes * 100 / total) + u'%');
 }
 
 void wnPrincipal::Pics_MouseMove(int Index, int Button, int Shift, float X, float Y)

@@ -1,5 +1,6 @@
 #pragma once
 #include "app/DynIpServer.h"
+#include "support/ProgressCaption.h"
 
 #include <QIcon>
 #include <QMenu>
@@ -24,6 +25,11 @@ namespace orvex {
 
 class Adds;
 class Clock;
+class DelayUpload;
+class ExchangeHelper;
+class KeepAliveSender;
+class Net;
+class SiblingFolders;
 class wnChat;
 class wnChatTo;
 class wnDemoras;
@@ -31,6 +37,7 @@ class wnDemoras;
 namespace platform {
 class MessageBoxes;
 class SingleInstance;
+class SocketX;
 } // namespace platform
 
 // Everything the main form works with, handed in by whoever starts it.
@@ -47,6 +54,11 @@ struct wnPrincipalContext
     std::function<void()> endProgram;
     // Where the form and its windows take the time; null is the system clock.
     const Clock *clock = nullptr;
+    // Pings servers that did not answer; null makes the form use the system's.
+    Net *net = nullptr;
+    // The socket every keep-alive and upload goes through; null makes the
+    // form use one of its own.
+    platform::SocketX *socket = nullptr;
 };
 
 // The agent's main window: the state of every server of the centre, the
@@ -73,6 +85,8 @@ public:
     void mnuEmergente_Click(int Index);
     void mnuChat_Click(int Index);
     void TimerScan_Timer();
+    // The status label's caption changed: LabelAvance shows the percentage.
+    void LabelStatus_Change();
 
     // Controls and state, by the names the rest of the agent uses.
     Ui::wnPrincipal &ui() { return *m_ui; }
@@ -82,6 +96,9 @@ public:
     QAction *mnuEmergente(int index) const;
     QAction *mnuChat(int index) const;
     QTimer &TimerScan() { return m_timerScan; }
+    platform::SocketX &SocketXCli() { return *m_ctx.socket; }
+    // Shows a transfer's "done/total" in LabelStatus.
+    ProgressCaption *LabelStatus() const;
     QString Tag() const { return m_tag; }
     QVariant homeServerHost() const { return m_homeServerHost; }
 
@@ -95,6 +112,8 @@ protected:
 
 private:
     class PicsOwner;
+    class LabelCaption;
+    class WindowCaption;
 
     QString iniPath() const;
     QString resourcePath(const QString &name) const;
@@ -112,6 +131,14 @@ private:
     void PopUpBuilder(bool atCursor);
     void toggleMainWindow();
     void updateTrayHostState(bool available);
+
+    // The steps of a tick, each on its own: one that fails leaves the next
+    // to run.
+    void sendKeepAlives();
+    void reconnectChat(DynIpServer &server);
+    void showStatus();
+    void showServerLine(size_t index);
+    const Clock &clock() const;
 
     wnPrincipalContext m_ctx;
     std::unique_ptr<Ui::wnPrincipal> m_ui;
@@ -135,6 +162,19 @@ private:
     QString m_lastDomain;
     std::unique_ptr<wnChatTo> m_chatTo;
     std::unique_ptr<wnDemoras> m_demoras;
+
+    std::unique_ptr<platform::SocketX> m_socketXCli;
+    std::unique_ptr<LabelCaption> m_labelStatus;
+    std::unique_ptr<WindowCaption> m_windowCaption;
+    std::unique_ptr<Net> m_ownNet;
+    std::unique_ptr<KeepAliveSender> m_keepAlive;
+    std::unique_ptr<SiblingFolders> m_siblingFolders;
+    std::unique_ptr<DelayUpload> m_delayUpload;
+    std::unique_ptr<ExchangeHelper> m_exchangeHelper;
+    // Where the tray's blinking pictures start in Pics: 0, 2 or 4.
+    int m_basePicture = 0;
+    // The overall state shown last, to log its changes.
+    qint32 m_shownOverall = -1;
 };
 
 } // namespace orvex

@@ -23,6 +23,7 @@ public:
     void setUserName(const QString &user) { m_userName = user; }
 
     virtual bool isConnected() const { return false; }
+    virtual void Connect() {}
 
 private:
     QString m_serverHost;

@@ -146,6 +146,29 @@ void Net::GetCacheURLList()
         GetCacheURLList_Result.append(ansi::decode(QByteArrayView(url.data(), url.size())));
 }
 
+namespace {
+
+struct SystemProbes
+{
+    std::unique_ptr<platform::Pinger> pinger = platform::createPinger();
+    std::unique_ptr<platform::HostResolver> resolver = platform::createHostResolver();
+    std::unique_ptr<platform::UrlCache> urlCache = platform::createUrlCache();
+};
+
+// The probes come first among the bases, so they exist when Net takes them.
+class SystemNet final : private SystemProbes, public Net
+{
+public:
+    SystemNet() : Net(*pinger, *resolver, *urlCache) {}
+};
+
+} // namespace
+
+std::unique_ptr<Net> createSystemNet()
+{
+    return std::make_unique<SystemNet>();
+}
+
 void Net::DeleteItemInCache(const QString &url)
 {
     if (!m_urlCache.deleteEntry(ansi::encode(url).toStdString()))

@@ -5,6 +5,8 @@
 #include <QStringList>
 #include <QtGlobal>
 
+#include <memory>
+
 namespace orvex::platform {
 class Pinger;
 class HostResolver;
@@ -21,6 +23,7 @@ public:
 
     // The collaborators are not owned and must outlive this object.
     Net(platform::Pinger &pinger, platform::HostResolver &resolver, platform::UrlCache &urlCache);
+    virtual ~Net() = default;
 
     // Dotted address of the last successful resolution, or "No IP" after a
     // failed one.
@@ -59,5 +62,11 @@ private:
     platform::HostResolver &m_resolver;
     platform::UrlCache &m_urlCache;
 };
+
+// A Net on the system's own pinger, resolver and URL cache.
+std::unique_ptr<Net> createSystemNet();
+
+// A Net on the system's own pinger, resolver and URL cache.
+std::unique_ptr<Net> createSystemNet();
 
 } // namespace orvex

@@ -1,9 +1,8 @@
 #include "app/wnPrincipal.h"
 #include "chat/wnChat.h"
 #include "chat/wnChatTo.h"
-#include "common/FakeServices.h"
-#include "common/TestSupport.h"
 #include "delays/wnDemoras.h"
+#include "helpers/AgentHarness.h"
 #include "support/Adds.h"
 #include "ui_wnPrincipal.h"
 
@@ -25,31 +24,7 @@ const QByteArray kIni = "; servidores del centro\r\n[Centro]\r\nHost=127.0.0.1\r
                         "DynIP Server 5=Gama/prov3/127.0.0.1/V2/300\r\n"
                         "DynIP Server 7=sin barra\r\n";
 
-// A program folder as the installer leaves it (the settings file, when
-// there is one, and the resources beside the program) and the main form.
-struct Harness
-{
-    explicit Harness(const QByteArray &ini = kIni, const QString &commandLine = {})
-    {
-        if (!ini.isNull())
-            test::writeBytes(folder.filePath(u"Orvex.ini"_s), ini);
-        const QDir source(qEnvironmentVariable("ORVEX_SOURCE_DIR") + u"/resources"_s);
-        QDir(folder.path()).mkdir(u"resources"_s);
-        for (const QString &f : source.entryList(QDir::Files))
-            QFile::copy(source.filePath(f), folder.filePath(u"resources/"_s + f));
-        adds = std::make_unique<Adds>(AddsServices{.messageBoxes = &boxes, .tray = &tray});
-        form = std::make_unique<wnPrincipal>(wnPrincipalContext{
-            adds.get(), &boxes, &instance, folder.path(), commandLine, [this] { ++ended; }});
-    }
-
-    QTemporaryDir folder;
-    test::FakeTrayBackend tray;
-    test::FakeMessageBoxes boxes;
-    test::FakeSingleInstance instance;
-    std::unique_ptr<Adds> adds;
-    std::unique_ptr<wnPrincipal> form;
-    int ended = 0;
-};
+using Harness = test::AgentHarness;
 
 // Name|Domain|Host|Port|Version|seconds, then the chat client if any.
 QString describe(const DynIpServer &s)
@@ -158,7 +133,7 @@ private slots:
             servers << describe(s);
         QTEST(servers, "servers");
         for (size_t i = 1; i < f.DynIpServers.size(); ++i)
-            rows << f.DynIpServers[i].Name + u"\t..."_s;
+            rows << f.DynIpServers[i].Name + u"\tDNS:Error/NET:Error"_s; // judged offline
         for (int i = 0; i < f.ui().ListaDestinos->count(); ++i)
             listed << f.ui().ListaDestinos->item(i)->text();
         QCOMPARE(listed, rows);
@@ -192,7 +167,8 @@ private slots:
         QCOMPARE(h.tray.adds, 1);
         QVERIFY(!f.PicsPicture(0).isNull());
         QCOMPARE(h.tray.shownIcon.cacheKey(), f.PicsPicture(0).cacheKey());
-        QCOMPARE(h.tray.shownTip, u" Orvex "_s);
+        // The first tick has judged every server (offline here).
+        QCOMPARE(h.tray.shownTip, u" Orvex - Sin conexión "_s);
         QVERIFY(h.boxes.asked.empty());
     }
 
@@ -212,7 +188,7 @@ private slots:
         QFETCH(bool, otherRunning);
         QFETCH(QList<platform::Answer>, answers);
         QFETCH(bool, starts);
-        Harness h;
+        Harness h(kIni);
         h.instance.otherRunning = otherRunning;
         h.boxes.answers.assign(answers.begin(), answers.end());
         QCOMPARE(h.form->Form_Load(), starts);
@@ -243,7 +219,7 @@ private slots:
 
     void trayClicksDriveTheWindowAndTheMenu()
     {
-        Harness h;
+        Harness h(kIni);
         QVERIFY(h.form->Form_Load());
         wnPrincipal &f = *h.form;
         f.show();
@@ -272,7 +248,7 @@ private slots:
 
     void withoutNotificationAreaTheWindowOffersTheMenu()
     {
-        Harness h;
+        Harness h(kIni);
         h.tray.host = false;
         QVERIFY(h.form->Form_Load());
         wnPrincipal &f = *h.form;
@@ -292,17 +268,23 @@ private slots:
 
     void closeAndCheckNowCommands()
     {
-        Harness h;
+        Harness h(kIni);
         QVERIFY(h.form->Form_Load());
         wnPrincipal &f = *h.form;
-        // "Check now" forces every server but the support one.
-        const QDateTime later = QDateTime::currentDateTime().addSecs(600);
+        // "Check now" sends to every server at once but the support one,
+        // which keeps its own rhythm.
+        const QDateTime later = h.clock.now().addSecs(600);
         for (auto &s : f.DynIpServers)
             s.NextKeepAlive = later;
+        const QDateTime before = h.clock.now();
         f.mnuEmergente_Click(1);
         QCOMPARE(f.DynIpServers[0].NextKeepAlive, later);
-        for (size_t i = 1; i < f.DynIpServers.size(); ++i)
-            QVERIFY(f.DynIpServers[i].NextKeepAlive.isNull());
+        QVERIFY(f.DynIpServers[0].LastAttempt < before);
+        for (size_t i = 1; i < f.DynIpServers.size(); ++i) {
+            const DynIpServer &s = f.DynIpServers[i];
+            QVERIFY(s.LastAttempt >= before);
+            QCOMPARE(s.NextKeepAlive, s.LastAttempt.addSecs(s.KeepAliveSeconds));
+        }
         // Closing the program removes the icon first.
         QCOMPARE(f.mnuEmergente(10)->text(), u"Cerrar el programa"_s);
         f.mnuEmergente(10)->trigger();
