@@ -3,6 +3,7 @@
 // Windows implementation is built without Qt.
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace orvex::platform {
@@ -32,12 +33,30 @@ struct EchoResult
     std::string detail;
 };
 
+// One echo on its way.
+class PendingEcho
+{
+public:
+    virtual ~PendingEcho() = default;
+    // Looks for the answer without waiting: the result once the reply (or an
+    // error about the request) has come or the time-out has passed, nothing
+    // while the echo is still on its way.
+    virtual std::optional<EchoResult> check() = 0;
+    // A socket that turns readable when check() may have news, so that the
+    // caller can sleep until then; -1 where there is none and the caller
+    // checks on a short timer instead.
+    virtual int readableSocket() const { return -1; }
+};
+
 class Pinger
 {
 public:
     virtual ~Pinger() = default;
-    // `address` is in network byte order (the bytes a.b.c.d in memory order).
-    // Blocks for at most `timeoutMs`.
+    // Sends one echo and returns at once. `address` is in network byte order
+    // (the bytes a.b.c.d in memory order).
+    virtual std::unique_ptr<PendingEcho> send(std::uint32_t address, std::uint32_t timeoutMs) = 0;
+    // Sends one echo and blocks until its result, at most `timeoutMs`: for
+    // callers without an event loop.
     virtual EchoResult echo(std::uint32_t address, std::uint32_t timeoutMs) = 0;
 };
 

@@ -130,23 +130,6 @@ std::optional<std::uint32_t> matchReply(std::span<const std::uint8_t> received, 
 
 namespace {
 
-class Fd
-{
-public:
-    explicit Fd(int fd) : m_fd(fd) {}
-    ~Fd()
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
-    Fd(const Fd &) = delete;
-    Fd &operator=(const Fd &) = delete;
-    int get() const { return m_fd; }
-
-private:
-    int m_fd;
-};
-
 std::atomic<std::uint16_t> g_sequence{0};
 
 EchoResult failure(std::uint32_t status, std::string detail)
@@ -178,104 +161,139 @@ int openIcmpSocket(bool &raw, std::string &why)
     return fd;
 }
 
-class LinuxPinger final : public Pinger
+// One echo request sent on its own ICMP socket; the socket is read without
+// waiting each time the caller checks.
+class LinuxPendingEcho final : public PendingEcho
 {
 public:
-    EchoResult echo(std::uint32_t address, std::uint32_t timeoutMs) override
+    LinuxPendingEcho(std::uint32_t address, std::uint32_t timeoutMs)
+        : m_start(std::chrono::steady_clock::now()),
+          m_deadline(m_start + std::chrono::milliseconds(timeoutMs)), m_timeoutMs(timeoutMs)
     {
-        bool raw = false;
         std::string why;
-        Fd fd(openIcmpSocket(raw, why));
-        if (fd.get() < 0)
-            return failure(echo_status::GeneralFailure, why);
-        if (!raw) {
+        m_fd = openIcmpSocket(m_raw, why);
+        if (m_fd < 0) {
+            m_result = failure(echo_status::GeneralFailure, why);
+            return;
+        }
+        if (!m_raw) {
             // ICMP errors about our echo reach a datagram socket only through
             // its error queue.
             const int on = 1;
-            ::setsockopt(fd.get(), IPPROTO_IP, IP_RECVERR, &on, sizeof on);
+            ::setsockopt(m_fd, IPPROTO_IP, IP_RECVERR, &on, sizeof on);
         }
-
         sockaddr_in to{};
         to.sin_family = AF_INET;
         to.sin_addr.s_addr = address;
-
-        std::uint16_t id = static_cast<std::uint16_t>(::getpid());
-        const std::uint16_t sequence = ++g_sequence;
-        const auto request = icmp::buildEchoRequest(id, sequence);
-        const auto start = std::chrono::steady_clock::now();
-        if (::sendto(fd.get(), request.data(), request.size(), 0,
+        m_id = static_cast<std::uint16_t>(::getpid());
+        m_sequence = ++g_sequence;
+        const auto request = icmp::buildEchoRequest(m_id, m_sequence);
+        if (::sendto(m_fd, request.data(), request.size(), 0,
                      reinterpret_cast<const sockaddr *>(&to), sizeof to) < 0) {
-            return failure(echo_status::GeneralFailure, errnoText("sendto", errno));
+            m_result = failure(echo_status::GeneralFailure, errnoText("sendto", errno));
+            return;
         }
-        if (!raw) {
+        if (!m_raw) {
             // The system puts its own identifier into the echo of a datagram
             // socket: the socket's local port.
             sockaddr_in local{};
             socklen_t len = sizeof local;
-            if (::getsockname(fd.get(), reinterpret_cast<sockaddr *>(&local), &len) == 0)
-                id = ntohs(local.sin_port);
+            if (::getsockname(m_fd, reinterpret_cast<sockaddr *>(&local), &len) == 0)
+                m_id = ntohs(local.sin_port);
         }
+    }
+    ~LinuxPendingEcho() override
+    {
+        if (m_fd >= 0)
+            ::close(m_fd);
+    }
+    LinuxPendingEcho(const LinuxPendingEcho &) = delete;
+    LinuxPendingEcho &operator=(const LinuxPendingEcho &) = delete;
 
-        const auto deadline = start + std::chrono::milliseconds(timeoutMs);
-        std::array<std::uint8_t, 1500> buffer{};
+    int readableSocket() const override { return m_result ? -1 : m_fd; }
+
+    std::optional<EchoResult> check() override
+    {
+        if (m_result)
+            return m_result;
+        // Everything waiting is read: a raw socket also sees other programs'
+        // ICMP traffic, which must not keep the socket readable.
         for (;;) {
-            const auto now = std::chrono::steady_clock::now();
-            if (now >= deadline)
-                break;
-            const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - now).count();
-            pollfd p{fd.get(), POLLIN, 0};
-            const int ready = ::poll(&p, 1, static_cast<int>(left));
+            pollfd p{m_fd, POLLIN, 0};
+            const int ready = ::poll(&p, 1, 0);
             if (ready < 0 && errno == EINTR)
                 continue;
             if (ready < 0)
-                return failure(echo_status::GeneralFailure, errnoText("poll", errno));
+                return m_result = failure(echo_status::GeneralFailure, errnoText("poll", errno));
             if (ready == 0)
                 break;
-
             std::optional<std::uint32_t> status;
+            bool read = false;
             if (p.revents & POLLERR)
-                status = readErrorQueue(fd.get(), buffer, id, sequence);
+                status = readErrorQueue(read);
             if (!status && (p.revents & POLLIN)) {
-                const ssize_t n = ::recv(fd.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
-                if (n > 0) {
-                    status = icmp::matchReply(std::span(buffer.data(), std::size_t(n)), raw, id,
-                                              sequence);
-                }
+                const ssize_t n = ::recv(m_fd, m_buffer.data(), m_buffer.size(), MSG_DONTWAIT);
+                read = read || n >= 0;
+                if (n > 0)
+                    status = icmp::matchReply(std::span(m_buffer.data(), std::size_t(n)), m_raw,
+                                              m_id, m_sequence);
             }
-            if (status) {
-                EchoResult r;
-                r.replies = 1;
-                r.status = *status;
-                r.roundTripMs = static_cast<std::uint32_t>(
-                    std::chrono::duration_cast<std::chrono::milliseconds>(
-                        std::chrono::steady_clock::now() - start)
-                        .count());
-                if (*status != echo_status::Success)
-                    r.detail = "ICMP error about the echo";
-                return r;
-            }
+            if (status)
+                return m_result = answered(*status);
+            if (!read)
+                break;
         }
-        return failure(echo_status::RequestTimedOut,
-                       "no reply within " + std::to_string(timeoutMs) + " ms");
+        if (std::chrono::steady_clock::now() >= m_deadline)
+            return m_result = failure(echo_status::RequestTimedOut,
+                                      "no reply within " + std::to_string(m_timeoutMs) + " ms");
+        return std::nullopt;
+    }
+
+    // Sleeps on the socket until the answer or the deadline.
+    EchoResult wait()
+    {
+        for (;;) {
+            if (auto r = check())
+                return *r;
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(
+                                  m_deadline - std::chrono::steady_clock::now())
+                                  .count();
+            pollfd p{m_fd, POLLIN, 0};
+            ::poll(&p, 1, static_cast<int>(std::max<std::int64_t>(left, 0)));
+        }
     }
 
 private:
+    EchoResult answered(std::uint32_t status) const
+    {
+        EchoResult r;
+        r.replies = 1;
+        r.status = status;
+        r.roundTripMs =
+            static_cast<std::uint32_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                           std::chrono::steady_clock::now() - m_start)
+                                           .count());
+        if (status != echo_status::Success)
+            r.detail = "ICMP error about the echo";
+        return r;
+    }
+
     // One entry of a datagram socket's error queue: the ICMP error and the
     // request it quotes.
-    static std::optional<std::uint32_t> readErrorQueue(int fd, std::array<std::uint8_t, 1500> &buf,
-                                                       std::uint16_t id, std::uint16_t sequence)
+    std::optional<std::uint32_t> readErrorQueue(bool &read)
     {
         std::array<char, 512> control{};
-        iovec iov{buf.data(), buf.size()};
+        iovec iov{m_buffer.data(), m_buffer.size()};
         msghdr msg{};
         msg.msg_iov = &iov;
         msg.msg_iovlen = 1;
         msg.msg_control = control.data();
         msg.msg_controllen = control.size();
-        const ssize_t n = ::recvmsg(fd, &msg, MSG_ERRQUEUE | MSG_DONTWAIT);
+        const ssize_t n = ::recvmsg(m_fd, &msg, MSG_ERRQUEUE | MSG_DONTWAIT);
         if (n < 0)
             return std::nullopt;
-        if (!icmp::isOurRequest(std::span(buf.data(), std::size_t(n)), id, sequence))
+        read = true;
+        if (!icmp::isOurRequest(std::span(m_buffer.data(), std::size_t(n)), m_id, m_sequence))
             return std::nullopt;
         for (cmsghdr *c = CMSG_FIRSTHDR(&msg); c; c = CMSG_NXTHDR(&msg, c)) {
             if (c->cmsg_level != IPPROTO_IP || c->cmsg_type != IP_RECVERR)
@@ -286,6 +304,27 @@ private:
                 return icmp::statusForError(err.ee_type, err.ee_code);
         }
         return std::nullopt;
+    }
+
+    std::chrono::steady_clock::time_point m_start, m_deadline;
+    std::uint32_t m_timeoutMs;
+    int m_fd = -1;
+    bool m_raw = false;
+    std::uint16_t m_id = 0, m_sequence = 0;
+    std::optional<EchoResult> m_result;
+    std::array<std::uint8_t, 1500> m_buffer{};
+};
+
+class LinuxPinger final : public Pinger
+{
+public:
+    std::unique_ptr<PendingEcho> send(std::uint32_t address, std::uint32_t timeoutMs) override
+    {
+        return std::make_unique<LinuxPendingEcho>(address, timeoutMs);
+    }
+    EchoResult echo(std::uint32_t address, std::uint32_t timeoutMs) override
+    {
+        return LinuxPendingEcho(address, timeoutMs).wait();
     }
 };
 

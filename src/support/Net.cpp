@@ -4,12 +4,15 @@
 #include "platform/Pinger.h"
 #include "platform/UrlCache.h"
 #include "support/AnsiCodec.h"
+#include "support/EventWait.h"
 
 #include <QLoggingCategory>
+#include <QSocketNotifier>
 #include <QtEndian>
 
 #include <array>
 #include <cstring>
+#include <memory>
 #include <optional>
 
 Q_LOGGING_CATEGORY(lcNet, "orvex.net")
@@ -20,6 +23,8 @@ namespace orvex {
 namespace {
 
 constexpr qsizetype kPaddedHostLength = 64;
+// How long a name may take to resolve before it counts as unknown.
+constexpr int kLookupWaitMs = 30000;
 constexpr quint32 kInvalidAddress = 0xFFFFFFFFu;
 
 // One part of an inet_addr() address; nothing when it is not a number or does
@@ -82,7 +87,7 @@ bool Net::DoPing(const QString &host)
     // no reply, instead of sending to every host on the dispatcher's LAN.
     platform::EchoResult reply;
     if (address != kInvalidAddress)
-        reply = m_pinger.echo(address, PingTimeoutMs);
+        reply = waitForEcho(address);
     else
         reply.detail = "no address to ping";
     if (reply.replies == 0) {
@@ -98,6 +103,25 @@ bool Net::DoPing(const QString &host)
     return false;
 }
 
+platform::EchoResult Net::waitForEcho(quint32 address)
+{
+    const std::unique_ptr<platform::PendingEcho> echo = m_pinger.send(address, PingTimeoutMs);
+    std::optional<platform::EchoResult> result;
+    // The reply wakes the event loop through its socket where there is one;
+    // elsewhere the echo is looked at on a short timer.
+    std::unique_ptr<QSocketNotifier> notifier;
+    if (echo->readableSocket() >= 0)
+        notifier = std::make_unique<QSocketNotifier>(echo->readableSocket(), QSocketNotifier::Read);
+    waitUntil([&] { return (result = echo->check()).has_value(); }, int(PingTimeoutMs) + 1000,
+              notifier ? 100 : 10);
+    if (result)
+        return *result;
+    platform::EchoResult late;
+    late.status = platform::echo_status::RequestTimedOut;
+    late.detail = "no answer from the echo within its time-out";
+    return late;
+}
+
 QString Net::pingGetHostByName(QString &host)
 {
     host = host.leftJustified(kPaddedHostLength, QChar(u'\0'));
@@ -107,11 +131,25 @@ QString Net::pingGetHostByName(QString &host)
     if (end >= 0)
         name.truncate(end);
 
-    if (const auto address = m_resolver.resolveIPv4(name.toStdString())) {
-        lastIP = dotted(*address);
+    // The answer comes through the event loop; the window goes on meanwhile.
+    struct Lookup
+    {
+        bool done = false;
+        std::optional<std::uint32_t> address;
+    };
+    const auto lookup = std::make_shared<Lookup>();
+    m_resolver.lookupIPv4(name.toStdString(), [lookup](std::optional<std::uint32_t> a) {
+        lookup->address = a;
+        lookup->done = true;
+    });
+    waitUntil([&] { return lookup->done; }, kLookupWaitMs);
+
+    if (lookup->address) {
+        lastIP = dotted(*lookup->address);
     } else {
         lastIP = u"No IP"_s;
-        qCInfo(lcNet) << "cannot resolve" << ansi::decode(name);
+        qCInfo(lcNet) << "cannot resolve" << ansi::decode(name)
+                      << (lookup->done ? "" : "(no answer in time)");
     }
     return lastIP;
 }

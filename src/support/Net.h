@@ -8,6 +8,7 @@
 #include <memory>
 
 namespace orvex::platform {
+struct EchoResult;
 class Pinger;
 class HostResolver;
 class UrlCache;
@@ -36,12 +37,14 @@ public:
     QStringList GetCacheURLList_Result;
 
     // One echo to `host` (a name or a dotted address); true when it was
-    // answered with success. Blocks for at most the time-out plus resolution.
+    // answered with success. Waits, with events running, for the name's
+    // resolution and at most the echo's time-out.
     bool DoPing(const QString &host);
 
     // Pads `host` on the right with zero characters to 64 (in place; longer
-    // names are left as they are), resolves it and returns the dotted text of
-    // its first IPv4 address, or "No IP". The result is also kept in lastIP.
+    // names are left as they are), resolves it (events run meanwhile) and
+    // returns the dotted text of its first IPv4 address, or "No IP". The
+    // result is also kept in lastIP.
     QString pingGetHostByName(QString &host);
 
     // The address in network byte order, parsed as inet_addr() does: one to
@@ -58,6 +61,8 @@ public:
     void DeleteItemInCache(const QString &url);
 
 private:
+    platform::EchoResult waitForEcho(quint32 address);
+
     platform::Pinger &m_pinger;
     platform::HostResolver &m_resolver;
     platform::UrlCache &m_urlCache;

@@ -7,6 +7,8 @@
 
 #include <cstring>
 #include <map>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,36 +23,64 @@ inline std::uint32_t ipv4(std::uint8_t a, std::uint8_t b, std::uint8_t c, std::u
     return v;
 }
 
-// Answers the echoes to `answering` with success, every other with a
-// time-out; records each address.
+// Answers every echo with `answer` when set, else the echoes to
+// `answering` with success and every other with a time-out. Records each
+// address and time-out. With `held`, an echo stays on its way until the test
+// releases it (see releaseAll()).
 struct FakePinger final : platform::Pinger
 {
-    platform::EchoResult echo(std::uint32_t address, std::uint32_t) override
+    struct Pending final : platform::PendingEcho
+    {
+        explicit Pending(const platform::EchoResult &r, const bool &held) : result(r), held(held) {}
+        std::optional<platform::EchoResult> check() override
+        {
+            if (held)
+                return std::nullopt;
+            return result;
+        }
+        platform::EchoResult result;
+        const bool &held;
+    };
+
+    std::unique_ptr<platform::PendingEcho> send(std::uint32_t address,
+                                                std::uint32_t timeoutMs) override
+    {
+        return std::make_unique<Pending>(echo(address, timeoutMs), held);
+    }
+    platform::EchoResult echo(std::uint32_t address, std::uint32_t timeoutMs) override
     {
         sent.push_back(address);
+        timeouts.push_back(timeoutMs);
+        if (answer)
+            return *answer;
         platform::EchoResult r;
         r.replies = 1;
         r.status = answering.count(address) ? platform::echo_status::Success
                                             : platform::echo_status::RequestTimedOut;
         return r;
     }
+    void releaseAll() { held = false; }
+
+    std::optional<platform::EchoResult> answer;
     std::map<std::uint32_t, bool> answering;
-    std::vector<std::uint32_t> sent;
+    bool held = false;
+    std::vector<std::uint32_t> sent, timeouts;
 };
 
 // Knows the names in `names`; dotted addresses resolve to themselves.
+// Answers at once and records each name asked.
 struct FakeResolver final : platform::HostResolver
 {
-    std::optional<std::uint32_t> resolveIPv4(const std::string &name) override
+    void lookupIPv4(const std::string &name, Done done) override
     {
+        asked.push_back(name);
         if (auto it = names.find(name); it != names.end())
-            return it->second;
+            return done(it->second);
         const quint32 parsed = Net::IP2Long(QString::fromStdString(name));
-        if (parsed != 0xFFFFFFFFu)
-            return parsed;
-        return std::nullopt;
+        done(parsed != 0xFFFFFFFFu && !name.empty() ? std::optional(parsed) : std::nullopt);
     }
     std::map<std::string, std::uint32_t> names;
+    std::vector<std::string> asked;
 };
 
 struct EmptyUrlCache final : platform::UrlCache

@@ -2,6 +2,8 @@
 #include "platform/Pinger.h"
 #include "platform/Pinger_linux.h"
 
+#include <QSignalSpy>
+#include <QSocketNotifier>
 #include <QTest>
 
 #include <arpa/inet.h>
@@ -9,6 +11,7 @@
 #include <unistd.h>
 
 using namespace orvex::platform;
+using namespace Qt::StringLiterals;
 using Bytes = std::vector<std::uint8_t>;
 
 namespace {
@@ -119,14 +122,44 @@ private slots:
         }
     }
 
-    void resolvesLocalhost()
+    // The echo is sent at once and its answer read when the socket says so.
+    void pendingEchoAnswersThroughItsSocket()
     {
+        if (!canOpen(SOCK_DGRAM) && !canOpen(SOCK_RAW))
+            QSKIP("no ICMP sockets permitted here");
+        const auto echo = createPinger()->send(inet_addr("127.0.0.1"), 500);
+        QVERIFY(echo->readableSocket() >= 0);
+        QSocketNotifier readable(echo->readableSocket(), QSocketNotifier::Read);
+        QSignalSpy woke(&readable, &QSocketNotifier::activated);
+        QVERIFY(woke.wait(5000));
+        const auto r = echo->check();
+        QVERIFY(r && r->replies == 1 && r->status == echo_status::Success);
+        QCOMPARE(echo->readableSocket(), -1); // answered: nothing more to watch
+    }
+
+    void resolvesWithoutBlocking_data()
+    {
+        QTest::addColumn<QByteArray>("name");
+        QTest::addColumn<uint>("firstByte"); // 0: does not resolve
+        QTest::newRow("localhost") << "localhost"_ba << 127u;
+        QTest::newRow("dotted") << "127.0.0.5"_ba << 127u;
+        QTest::newRow("empty") << QByteArray() << 0u;
+    }
+    void resolvesWithoutBlocking()
+    {
+        QFETCH(QByteArray, name);
+        QFETCH(uint, firstByte);
         const auto resolver = createHostResolver();
-        const auto address = resolver->resolveIPv4("localhost");
-        QVERIFY(address);
-        QCOMPARE(ntohl(*address) >> 24, 127u);
-        QCOMPARE(resolver->resolveIPv4("127.0.0.1"), std::optional(inet_addr("127.0.0.1")));
-        QVERIFY(!resolver->resolveIPv4(""));
+        int calls = 0;
+        std::optional<std::uint32_t> address;
+        resolver->lookupIPv4(name.toStdString(), [&](std::optional<std::uint32_t> a) {
+            ++calls;
+            address = a;
+        });
+        QTRY_COMPARE(calls, 1);
+        QCOMPARE(address ? ntohl(*address) >> 24 : 0u, firstByte);
+        if (name == "127.0.0.5")
+            QCOMPARE(*address, inet_addr("127.0.0.5"));
     }
 };
 

@@ -1,11 +1,11 @@
+#include "common/FakeProbes.h"
 #include "platform/ConnectionState.h"
-#include "platform/HostResolver.h"
-#include "platform/Pinger.h"
 #include "platform/UrlCache.h"
 #include "support/Adds.h"
 #include "support/Net.h"
 
 #include <QTest>
+#include <QTimer>
 
 #include <cstring>
 #include <map>
@@ -15,36 +15,19 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-// The address a.b.c.d as it lies in memory in network byte order.
+using test::FakePinger;
+using test::FakeResolver;
+
 uint net(quint8 a, quint8 b, quint8 c, quint8 d)
 {
-    const quint8 bytes[4] = {a, b, c, d};
-    quint32 v;
-    std::memcpy(&v, bytes, sizeof v);
-    return v;
+    return test::ipv4(a, b, c, d);
 }
 
-// Answers every echo with `answer`; records address and time-out.
-struct FakePinger final : platform::Pinger
-{
-    platform::EchoResult echo(std::uint32_t address, std::uint32_t timeoutMs) override
-    {
-        sent.push_back({address, timeoutMs});
-        return answer;
-    }
-    platform::EchoResult answer;
-    std::vector<std::pair<std::uint32_t, std::uint32_t>> sent;
-};
-
 // Knows only "centre".
-struct FakeResolver final : platform::HostResolver
+struct CentreResolver
 {
-    std::optional<std::uint32_t> resolveIPv4(const std::string &name) override
-    {
-        asked.push_back(name);
-        return name == "centre" ? std::optional(net(127, 1, 2, 250)) : std::nullopt;
-    }
-    std::vector<std::string> asked;
+    CentreResolver() { r.names["centre"] = net(127, 1, 2, 250); }
+    FakeResolver r;
 };
 
 struct FakeUrlCache final : platform::UrlCache
@@ -71,7 +54,7 @@ class TestNet : public QObject
     Q_OBJECT
 
     FakePinger m_pinger; // for the tests that ping nothing
-    FakeResolver m_resolver;
+    FakeResolver m_resolver = CentreResolver().r;
     FakeUrlCache m_cache;
 
 private slots:
@@ -96,7 +79,7 @@ private slots:
         QFETCH(uint, status);
         QFETCH(QString, error);
         FakePinger pinger;
-        pinger.answer = {replies, status, 7, {}};
+        pinger.answer = platform::EchoResult{replies, status, 7, {}};
         Net n(pinger, m_resolver, m_cache);
         const bool known = host == u"centre";
         QCOMPARE(n.DoPing(host), error.isEmpty());
@@ -104,12 +87,24 @@ private slots:
         QCOMPARE(n.PingOK, error.isEmpty() ? 7 : -1);
         QCOMPARE(n.lastIP, known ? u"127.1.2.250"_s : u"No IP"_s);
         using Sent = decltype(pinger.sent);
-        const Sent expected = known ? Sent{{net(127, 1, 2, 250), 500u}} : Sent{};
-        QCOMPARE(pinger.sent, expected);
+        QCOMPARE(pinger.sent, known ? Sent{net(127, 1, 2, 250)} : Sent{});
+        QCOMPARE(pinger.timeouts, known ? Sent{500u} : Sent{});
         // A later success keeps the last error.
-        pinger.answer = {1, 0, 3, {}};
+        pinger.answer = platform::EchoResult{1, 0, 3, {}};
         QVERIFY(n.DoPing(u"centre"_s));
         QCOMPARE(n.PingError, error);
+    }
+
+    // The echo and the name's look-up are waited for with events running, so
+    // the window goes on while a server does not answer.
+    void doPingLetsEventsRunWhileItWaits()
+    {
+        FakePinger pinger;
+        pinger.held = true;
+        Net n(pinger, m_resolver, m_cache);
+        QTimer::singleShot(0, [&] { pinger.releaseAll(); });
+        QVERIFY(!n.DoPing(u"centre"_s)); // released by the event: a time-out
+        QCOMPARE(n.PingError, u"Ping failed to complete, error = 11010"_s);
     }
 
     void padding_data()
