@@ -254,7 +254,9 @@ bool wnPrincipal::Form_Load()
         m_demoras->TimerScan().stop();
 
     QCoreApplication::processEvents();
-    return true;
+    // The first tick lets events run while it waits: a newer copy may have
+    // asked this one to close meanwhile, before the program's event loop runs.
+    return !m_unloading;
 }
 
 bool wnPrincipal::settleSecondCopy()

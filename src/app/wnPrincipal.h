@@ -74,8 +74,9 @@ public:
     explicit wnPrincipal(const wnPrincipalContext &context, QWidget *parent = nullptr);
     ~wnPrincipal() override;
 
-    // The load handler. False when this copy must end at once (the user
-    // chose to keep the copy that was already running).
+    // The load handler. False when this copy must end at once: the user chose
+    // to keep the copy that was already running, or the program was unloaded
+    // while the load waited.
     bool Form_Load();
     // The unload handler: the tray icon goes, then the program ends.
     void Form_Unload();

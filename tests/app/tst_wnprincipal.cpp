@@ -217,6 +217,21 @@ private slots:
         QCOMPARE(h.tray.removes, 1);
     }
 
+    // A close request that arrives while the first tick waits, before the
+    // program's event loop runs, still ends the program.
+    void closeRequestDuringStartUpEndsIt()
+    {
+        Harness h(kIni);
+        h.probes.pinger.held = true; // the first failed keep-alive's ping waits
+        QTimer::singleShot(0, [&] {
+            h.instance.requestClose();
+            h.probes.pinger.releaseAll();
+        });
+        QVERIFY(!h.form->Form_Load());
+        QCOMPARE(h.ended, 1);
+        QCOMPARE(h.tray.removes, 1);
+    }
+
     void trayClicksDriveTheWindowAndTheMenu()
     {
         Harness h(kIni);
