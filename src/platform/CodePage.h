@@ -1,9 +1,18 @@
 #pragma once
+// Text and the system's ANSI code page: the system's own on Windows,
+// Windows-1252 elsewhere, so that "Año" is the bytes 41 F1 6F on every
+// platform. Standard types only: the Windows implementation is built without
+// Qt.
+#include <string>
+#include <string_view>
 
 namespace orvex::platform {
 
-// True where the system has an ANSI code page of its own (Windows): text is
-// then converted with it. Elsewhere the agent uses Windows-1252.
-bool systemAnsiCodePageIsNative();
+// UTF-16 text to ANSI bytes. A character the code page cannot hold becomes
+// '?' (never a look-alike: "ő" is not quietly turned into "o").
+std::string encodeAnsi(std::u16string_view text);
+
+// ANSI bytes to UTF-16 text.
+std::u16string decodeAnsi(std::string_view bytes);
 
 } // namespace orvex::platform

@@ -26,4 +26,12 @@ public:
 
 std::unique_ptr<ConnectionState> createConnectionState();
 
+// Whether `flags` hold `flag`, which must be exactly one of the seven known
+// bits: any other value (0, several bits, an unknown bit) is never held.
+constexpr bool connectionFlagSet(std::uint32_t flags, std::int32_t flag)
+{
+    const bool oneKnownBit = flag > 0 && flag <= 0x40 && (flag & (flag - 1)) == 0;
+    return oneKnownBit && (flags & static_cast<std::uint32_t>(flag)) != 0;
+}
+
 } // namespace orvex::platform

@@ -33,6 +33,14 @@ struct EchoResult
     std::string detail;
 };
 
+// What a failed echo says, in the words the agent logs and keeps: no reply
+// at all, or a reply that carries a failure status.
+inline std::string echoFailureText(const EchoResult &r)
+{
+    return (r.replies == 0 ? "Ping failed, error = " : "Ping failed to complete, error = ") +
+           std::to_string(r.status);
+}
+
 // One echo on its way.
 class PendingEcho
 {

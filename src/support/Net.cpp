@@ -90,14 +90,11 @@ bool Net::DoPing(const QString &host)
         reply = waitForEcho(address);
     else
         reply.detail = "no address to ping";
-    if (reply.replies == 0) {
-        PingError = u"Ping failed, error = "_s + QString::number(reply.status);
-    } else if (reply.status == platform::echo_status::Success) {
+    if (reply.replies > 0 && reply.status == platform::echo_status::Success) {
         PingOK = static_cast<qint32>(reply.roundTripMs);
         return true;
-    } else {
-        PingError = u"Ping failed to complete, error = "_s + QString::number(reply.status);
     }
+    PingError = QString::fromStdString(platform::echoFailureText(reply));
     qCInfo(lcNet) << "ping" << host << "(" << lastIP << "):" << PingError
                   << QString::fromStdString(reply.detail);
     return false;

@@ -1,0 +1,26 @@
+#pragma once
+// What the seams' tests need to know about the system they run on.
+#include <doctest/doctest.h>
+
+#include <string>
+
+namespace orvex::seamtest {
+
+#ifdef _WIN32
+constexpr bool kWindows = true;
+#else
+constexpr bool kWindows = false;
+#endif
+
+// The computer's name as the system states it elsewhere than the seam asks
+// (the COMPUTERNAME variable on Windows, the kernel's host name on Linux).
+std::string machineNameFromElsewhere();
+
+// Whether this process may send ICMP echoes at all.
+bool canPing();
+
+// When the program was started as a child of a process test ("--child ..."),
+// does what it was asked and returns the exit code; otherwise -1.
+int runAsChild(int argc, char **argv);
+
+} // namespace orvex::seamtest

@@ -1,0 +1,54 @@
+#include "SeamTest.h"
+#include "platform/UrlCache.h"
+
+// clang-format off
+#include <windows.h>
+#include <wininet.h>
+// clang-format on
+
+#include <algorithm>
+#include <fstream>
+
+using namespace orvex::platform;
+
+namespace {
+
+// Puts `url` into the prefix's own URL cache with a small body.
+bool cache(const std::string &url)
+{
+    char file[MAX_PATH] = {};
+    if (!CreateUrlCacheEntryA(url.c_str(), 0, "txt", file, 0))
+        return false;
+    std::ofstream(file) << "R:OK";
+    FILETIME none{};
+    return CommitUrlCacheEntryA(url.c_str(), file, none, none, NORMAL_CACHE_ENTRY, nullptr, 0,
+                                nullptr, nullptr) != FALSE;
+}
+
+bool listed(const std::vector<std::string> &urls, const std::string &url)
+{
+    return std::find(urls.begin(), urls.end(), url) != urls.end();
+}
+
+} // namespace
+
+TEST_SUITE("urlcache")
+{
+    TEST_CASE("an entry is enumerated until it is deleted")
+    {
+        const std::string a = "http://127.0.0.1:9751/DynIP?CMD=KEEPALIVE";
+        const std::string b = "http://127.0.0.1/ox/updatelistfiles.cgi?group=Ox";
+        REQUIRE(cache(a));
+        REQUIRE(cache(b));
+        const auto urlCache = createUrlCache();
+        const auto urls = urlCache->entryUrls();
+        CHECK(listed(urls, a));
+        CHECK(listed(urls, b));
+
+        CHECK(urlCache->deleteEntry(a));
+        CHECK_FALSE(listed(urlCache->entryUrls(), a));
+        CHECK(listed(urlCache->entryUrls(), b));
+        CHECK_FALSE(urlCache->deleteEntry(a)); // gone already
+        CHECK(urlCache->deleteEntry(b));
+    }
+}
