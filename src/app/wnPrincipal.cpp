@@ -1,5 +1,8 @@
 #include "app/wnPrincipal.h"
 
+#include "actions/Downloads.h"
+#include "actions/MaintenanceDispatcher.h"
+#include "actions/OnlineUpdate.h"
 #include "app/DelayUpload.h"
 #include "app/ExchangeHelper.h"
 #include "app/KeepAlive.h"
@@ -10,6 +13,7 @@
 #include "chat/wnChat.h"
 #include "chat/wnChatTo.h"
 #include "delays/wnDemoras.h"
+#include "platform/FileTransfer.h"
 #include "platform/MessageBoxes.h"
 #include "platform/SingleInstance.h"
 #include "platform/SocketX.h"
@@ -146,6 +150,10 @@ wnPrincipal::wnPrincipal(const wnPrincipalContext &context, QWidget *parent)
 
     m_timerScan.setInterval(1000);
     connect(&m_timerScan, &QTimer::timeout, this, &wnPrincipal::TimerScan_Timer);
+    connect(m_ui->cmdAccion, &QPushButton::clicked, this, &wnPrincipal::cmdAccion_Click);
+    // An action the list does not offer can still be typed.
+    m_ui->Accion_Combo->setEditable(true);
+    m_ui->Accion_Combo->setInsertPolicy(QComboBox::NoInsert);
 
     buildPopupMenu();
     m_ui->cmdMenu->setMenu(&m_mnuPopUp);
@@ -240,6 +248,12 @@ bool wnPrincipal::Form_Load()
     m_delayUpload = std::make_unique<DelayUpload>(
         adds, SocketXCli(), QDir(m_ctx.programFolder).filePath(QStringLiteral("OxDemoras.txt")));
     m_exchangeHelper = std::make_unique<ExchangeHelper>(adds, m_ctx.programFolder);
+    if (!m_ctx.transfer) {
+        m_ownTransfer = platform::createFileTransfer();
+        m_ctx.transfer = m_ownTransfer.get();
+    }
+    m_downloads = std::make_unique<Downloads>(actionContext());
+    m_dispatcher = std::make_unique<MaintenanceDispatcher>(actionContext(), *m_downloads);
 
     adds.setWin_SysTrayIcon(PicsPicture(0));
 
@@ -598,6 +612,48 @@ void wnPrincipal::showStatus()
         for (DynIpServer &s : DynIpServers)
             s.PrevState = s.State;
     }
+}
+
+ActionContext wnPrincipal::actionContext()
+{
+    ActionContext c;
+    c.adds = m_ctx.adds;
+    c.boxes = m_ctx.messageBoxes;
+    c.socket = m_ctx.socket;
+    c.transfer = m_ctx.transfer;
+    c.labelStatus = m_labelStatus.get();
+    c.programFolder = m_ctx.programFolder;
+    c.homeHost = m_homeServerHost.toString();
+    c.setLabelAvance = [this](const QString &t) { m_ui->LabelAvance->setText(t); };
+    c.enableCmdAccion = [this](bool on) { m_ui->cmdAccion->setEnabled(on); };
+    c.timerScanEnabled = [this] { return m_timerScan.isActive(); };
+    c.setTimerScanEnabled = [this](bool on) {
+        if (on)
+            m_timerScan.start();
+        else
+            m_timerScan.stop();
+    };
+    return c;
+}
+
+void wnPrincipal::cmdAccion_Click()
+{
+    if (m_dispatcher)
+        m_dispatcher->dispatch(m_ui->Accion_Combo->currentText());
+}
+
+bool wnPrincipal::DownloadAndRun(const QString &FileName, const QString &Parameters,
+                                 const QString &ServerPath, bool Overwrite, bool CheckExisting,
+                                 bool DontRun, const QString &LocalFileName)
+{
+    return m_downloads && m_downloads->DownloadAndRun(FileName, Parameters, ServerPath, Overwrite,
+                                                      CheckExisting, DontRun, LocalFileName);
+}
+
+bool wnPrincipal::UpdateIfIsPossible(const QString &Company, const QString &PcName,
+                                     const QString &Group, const QString &FileName)
+{
+    return OnlineUpdate(actionContext()).UpdateIfIsPossible(Company, PcName, Group, FileName);
 }
 
 void wnPrincipal::LabelStatus_Change()

@@ -1,4 +1,5 @@
 #pragma once
+#include "actions/ActionContext.h"
 #include "app/DynIpServer.h"
 #include "support/ProgressCaption.h"
 
@@ -26,6 +27,8 @@ namespace orvex {
 class Adds;
 class Clock;
 class DelayUpload;
+class Downloads;
+class MaintenanceDispatcher;
 class ExchangeHelper;
 class KeepAliveSender;
 class Net;
@@ -37,6 +40,7 @@ class wnDemoras;
 namespace platform {
 class MessageBoxes;
 class SingleInstance;
+class FileTransfer;
 class SocketX;
 } // namespace platform
 
@@ -59,6 +63,8 @@ struct wnPrincipalContext
     // The socket every keep-alive and upload goes through; null makes the
     // form use one of its own.
     platform::SocketX *socket = nullptr;
+    // Downloads of the maintenance actions; null makes the form use its own.
+    platform::FileTransfer *transfer = nullptr;
 };
 
 // The agent's main window: the state of every server of the centre, the
@@ -88,6 +94,15 @@ public:
     void TimerScan_Timer();
     // The status label's caption changed: LabelAvance shows the percentage.
     void LabelStatus_Change();
+
+    // The maintenance actions: the button runs the action whose text the
+    // list (or the user, typing) shows.
+    void cmdAccion_Click();
+    bool DownloadAndRun(const QString &FileName, const QString &Parameters,
+                        const QString &ServerPath, bool Overwrite, bool CheckExisting, bool DontRun,
+                        const QString &LocalFileName = {});
+    bool UpdateIfIsPossible(const QString &Company, const QString &PcName, const QString &Group,
+                            const QString &FileName);
 
     // Controls and state, by the names the rest of the agent uses.
     Ui::wnPrincipal &ui() { return *m_ui; }
@@ -139,6 +154,7 @@ private:
     void reconnectChat(DynIpServer &server);
     void showStatus();
     void showServerLine(size_t index);
+    ActionContext actionContext();
     const Clock &clock() const;
 
     wnPrincipalContext m_ctx;
@@ -172,6 +188,9 @@ private:
     std::unique_ptr<SiblingFolders> m_siblingFolders;
     std::unique_ptr<DelayUpload> m_delayUpload;
     std::unique_ptr<ExchangeHelper> m_exchangeHelper;
+    std::unique_ptr<platform::FileTransfer> m_ownTransfer;
+    std::unique_ptr<Downloads> m_downloads;
+    std::unique_ptr<MaintenanceDispatcher> m_dispatcher;
     // Where the tray's blinking pictures start in Pics: 0, 2 or 4.
     int m_basePicture = 0;
     // The overall state shown last, to log its changes.

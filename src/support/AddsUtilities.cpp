@@ -235,6 +235,22 @@ QString AddsUtilities::Var_Translate(const QString &text, const QString &find,
     }
 }
 
+QString AddsUtilities::URL_EncodeBytes(QByteArrayView bytes)
+{
+    QString out;
+    out.reserve(bytes.size() * 3);
+    for (const char b : bytes) {
+        const auto c = static_cast<unsigned char>(b);
+        if (isAsciiAlnum(c))
+            out.append(QLatin1Char(b));
+        else if (c == ' ')
+            out.append(u'+');
+        else
+            appendEscape(out, c);
+    }
+    return out;
+}
+
 QString AddsUtilities::URL_Encode(const QString &text)
 {
     QString out;

@@ -45,6 +45,8 @@ public:
     // Query-string escape: ASCII letters and digits as they are, a blank as
     // "+", every other character as "%XX" per byte of its ANSI code.
     static QString URL_Encode(const QString &text);
+    // The same rule over bytes that already are ANSI (a file's content).
+    static QString URL_EncodeBytes(QByteArrayView bytes);
 
     // True for a dotted IPv4 number: exactly four parts separated by ".",
     // each 1 to 3 ASCII digits with a value 0..255 and no leading zero

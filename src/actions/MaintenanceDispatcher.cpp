@@ -1,0 +1,49 @@
+#include "actions/MaintenanceDispatcher.h"
+
+#include "actions/ConfigurationBackup.h"
+#include "actions/Downloads.h"
+#include "actions/OnlineUpdate.h"
+#include "support/Adds.h"
+
+#include <QLoggingCategory>
+
+using namespace Qt::Literals::StringLiterals;
+
+Q_DECLARE_LOGGING_CATEGORY(lcActions)
+
+namespace orvex {
+
+MaintenanceDispatcher::MaintenanceDispatcher(const ActionContext &context, Downloads &downloads)
+    : m_ctx(context), m_downloads(downloads)
+{}
+
+void MaintenanceDispatcher::dispatch(const QString &actionText)
+{
+    Adds &adds = *m_ctx.adds;
+    const bool timerWasOn = m_ctx.timerScanEnabled();
+    m_ctx.setTimerScanEnabled(false);
+
+    adds.INI_SetFileName(m_ctx.programFolder + u"/Orvex.ini"_s);
+    const QString company = adds.INI_GetString(u"Registracion"_s, u"Empresa"_s, QString());
+    adds.INI_SetLastFileName();
+    const QString pcName = adds.NET_CurrentMachineName();
+
+    qCInfo(lcActions) << "action:" << actionText;
+    ConfigurationBackup backup(m_ctx, m_downloads);
+    if (actionText == u"Actualizar sistema por Internet"_s) {
+        OnlineUpdate(m_ctx).run(company, pcName);
+    } else if (actionText == u"Recuperar configuración por Internet"_s) {
+        backup.restore(company, pcName);
+    } else if (actionText == u"Guardar configuración por Internet"_s) {
+        backup.save(company, pcName);
+    } else if (actionText == u"Guardar histórico de casos por Internet"_s ||
+               actionText == u"Recuperar histórico de casos por Internet"_s) {
+        // Recognised, and deliberately nothing more.
+    } else if (actionText == u"Crear accesos directos"_s) {
+        if (m_ctx.createShortcuts)
+            m_ctx.createShortcuts();
+    }
+    m_ctx.setTimerScanEnabled(timerWasOn);
+}
+
+} // namespace orvex
