@@ -263,7 +263,12 @@ bool wnPrincipal::Form_Load()
     TimerScan_Timer();
 
     // The delay board is loaded hidden; its reminders run from now on.
-    m_demoras = std::make_unique<wnDemoras>();
+    wnDemorasContext board;
+    board.adds = m_ctx.adds;
+    board.boxes = m_ctx.messageBoxes;
+    board.programFolder = m_ctx.programFolder;
+    board.pin = m_ctx.windowPin;
+    m_demoras = std::make_unique<wnDemoras>(board);
     if (Adds::Win_InDevelopment)
         m_demoras->TimerScan().stop();
 
@@ -636,6 +641,17 @@ ActionContext wnPrincipal::actionContext()
     return c;
 }
 
+void wnPrincipal::MostrarDemoras(const QDateTime &lastSaved)
+{
+    if (!m_demoras)
+        return;
+    m_demoras->LastSaved = lastSaved;
+    m_demoras->show();
+    m_demoras->raise();
+    m_demoras->activateWindow();
+    m_demoras->Lista()->setFocus();
+}
+
 void wnPrincipal::cmdAccion_Click()
 {
     if (m_dispatcher)
@@ -715,10 +731,7 @@ void wnPrincipal::mnuEmergente_Click(int Index)
         TimerScan_Timer();
         break;
     case 2:
-        if (m_demoras) {
-            m_demoras->show();
-            m_demoras->raise();
-        }
+        MostrarDemoras(QDateTime());
         break;
     case 9:
         toggleMainWindow();

@@ -42,6 +42,7 @@ class MessageBoxes;
 class SingleInstance;
 class FileTransfer;
 class SocketX;
+class WindowPin;
 } // namespace platform
 
 // Everything the main form works with, handed in by whoever starts it.
@@ -65,6 +66,8 @@ struct wnPrincipalContext
     platform::SocketX *socket = nullptr;
     // Downloads of the maintenance actions; null makes the form use its own.
     platform::FileTransfer *transfer = nullptr;
+    // Keeps the delay board on top; null uses the system's.
+    platform::WindowPin *windowPin = nullptr;
 };
 
 // The agent's main window: the state of every server of the centre, the
@@ -98,6 +101,11 @@ public:
     // The maintenance actions: the button runs the action whose text the
     // list (or the user, typing) shows.
     void cmdAccion_Click();
+
+    // Opens the delay board. The menu gives the zero date as the time the
+    // delays were last saved, so that the board, opened to be updated, stays
+    // on top and reminds until they are sent.
+    void MostrarDemoras(const QDateTime &lastSaved);
     bool DownloadAndRun(const QString &FileName, const QString &Parameters,
                         const QString &ServerPath, bool Overwrite, bool CheckExisting, bool DontRun,
                         const QString &LocalFileName = {});

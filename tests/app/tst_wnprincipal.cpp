@@ -281,6 +281,23 @@ private slots:
         QVERIFY(f.isVisible());
     }
 
+    // "Modificar Demoras promedio" opens the board as stale: it stays on top
+    // and reminds until the delays are sent.
+    void delayBoardFromTheMenu()
+    {
+        Harness h(kIni);
+        QVERIFY(h.form->Form_Load());
+        wnDemoras &board = *h.form->delayBoard();
+        board.cmdEnviar_Click(); // sent a moment ago
+        QCOMPARE(h.form->mnuEmergente(2)->text(), u"Modificar Demoras promedio"_s);
+        h.form->mnuEmergente(2)->trigger();
+        QVERIFY(board.isVisible());
+        QVERIFY(board.LastSaved.isNull());
+        board.TimerScan_Timer();
+        QVERIFY(board.isPinned());
+        QVERIFY(h.sound.played.filter(u"cargardemoras.wav"_s).size() >= 1);
+    }
+
     void closeAndCheckNowCommands()
     {
         Harness h(kIni);
