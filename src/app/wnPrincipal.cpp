@@ -34,6 +34,7 @@
 #include <limits>
 
 Q_LOGGING_CATEGORY(lcStart, "orvex.start")
+Q_LOGGING_CATEGORY(lcChatPump, "orvex.chat.server")
 
 namespace orvex {
 namespace {
@@ -230,7 +231,7 @@ bool wnPrincipal::Form_Load()
     DynIpServers.clear();
     DynIpServers.emplace_back();
     ChatWindows.clear();
-    m_chatTo = std::make_unique<wnChatTo>();
+    m_chatTo = std::make_unique<wnChatTo>(this);
     readServerList();
     addSupportServer();
 
@@ -436,7 +437,7 @@ void wnPrincipal::readServerList()
         const int index = static_cast<int>(DynIpServers.size());
         if (server.Version == QStringLiteral("V2")) {
             m_chatTo->addServer(server.Name, index);
-            server.ChatClient = std::make_unique<platform::IrcClient>();
+            server.ChatClient = newChatClient();
             server.ChatClient->setServerHost(server.Host);
             server.ChatClient->setPort(kChatPort);
             server.ChatClient->setChannel(QStringLiteral("#") + server.Name);
@@ -458,7 +459,7 @@ void wnPrincipal::addSupportServer()
     support.Port = QStringLiteral("9751");
     support.Version = QStringLiteral("V2");
     support.KeepAliveSeconds = 900;
-    support.ChatClient = std::make_unique<platform::IrcClient>();
+    support.ChatClient = newChatClient();
     support.ChatClient->setServerHost(Adds::Win_InDevelopment ? QStringLiteral("localhost")
                                                               : m_homeServerHost.toString());
     support.ChatClient->setPort(kChatPort);
@@ -467,12 +468,68 @@ void wnPrincipal::addSupportServer()
     support.ChatClient->setUserName(support.Domain);
 }
 
+std::unique_ptr<platform::IrcClient> wnPrincipal::newChatClient()
+{
+    return m_ctx.makeChatClient ? m_ctx.makeChatClient() : std::make_unique<platform::IrcClient>();
+}
+
 void wnPrincipal::openFirstChatWindow()
 {
-    auto chat = std::make_unique<wnChat>();
+    ChatWindows.clear();
+    auto chat = std::make_unique<wnChat>(wnChatContext{m_ctx.adds, this, m_ctx.programFolder});
     chat->setTag(QStringLiteral("0\\Soporte"));
     chat->setWindowTitle(QStringLiteral("Soporte(Lumaris)"));
     ChatWindows.push_back(std::move(chat));
+}
+
+QString wnPrincipal::serverName(int index) const
+{
+    if (index < 0 || size_t(index) >= DynIpServers.size())
+        return {};
+    return DynIpServers[size_t(index)].Name;
+}
+
+platform::IrcClient *wnPrincipal::chatClient(int index) const
+{
+    if (index < 0 || size_t(index) >= DynIpServers.size())
+        return nullptr;
+    return DynIpServers[size_t(index)].ChatClient.get();
+}
+
+wnChat &wnPrincipal::chatWindow(const QString &key, const QString &caption)
+{
+    // The last window with this tag; windows are only ever added.
+    for (auto it = ChatWindows.rbegin(); it != ChatWindows.rend(); ++it) {
+        if ((*it)->Tag() == key)
+            return **it;
+    }
+    auto chat = std::make_unique<wnChat>(wnChatContext{m_ctx.adds, this, m_ctx.programFolder});
+    chat->setTag(key);
+    chat->setWindowTitle(caption);
+    ChatWindows.push_back(std::move(chat));
+    return *ChatWindows.back();
+}
+
+void wnPrincipal::ChatPump()
+{
+    for (size_t i = 0; i < DynIpServers.size(); ++i) {
+        platform::IrcClient *client = DynIpServers[i].ChatClient.get();
+        if (!client || client->ServerHost().isEmpty())
+            continue;
+        const QString name = DynIpServers[i].Name;
+        for (const QString &item : client->takeReceived()) {
+            const QStringList f = QString(item + QStringLiteral("\t\t\t\t")).split(u'\t');
+            if (f[0] == QStringLiteral("DATA")) {
+                // The chat server's message of the day, kept for support.
+                if (f[2] == QStringLiteral("372") && f[3].startsWith(QStringLiteral("- ")))
+                    qCInfo(lcChatPump).noquote() << name << f[3].mid(2);
+            } else if (f[0] == QStringLiteral("PRIVMSG")) {
+                wnChat &chat =
+                    chatWindow(QString::number(i) + u'\\' + f[1], f[1] + u'(' + name + u')');
+                chat.Chat_Msg(f[1], name, f[2], f[3], f[4]);
+            }
+        }
+    }
 }
 
 QLabel *wnPrincipal::Pics(int index) const
@@ -516,6 +573,7 @@ void wnPrincipal::TimerScan_Timer()
     m_scanBusy = true;
     const auto done = qScopeGuard([this] { m_scanBusy = false; });
 
+    ChatPump();
     sendKeepAlives();
     showStatus();
     m_siblingFolders->tick();

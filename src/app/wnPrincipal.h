@@ -1,6 +1,7 @@
 #pragma once
 #include "actions/ActionContext.h"
 #include "app/DynIpServer.h"
+#include "chat/ChatDirectory.h"
 #include "support/ProgressCaption.h"
 
 #include <QIcon>
@@ -68,11 +69,13 @@ struct wnPrincipalContext
     platform::FileTransfer *transfer = nullptr;
     // Keeps the delay board on top; null uses the system's.
     platform::WindowPin *windowPin = nullptr;
+    // Makes the chat connection of a server; null makes real ones.
+    std::function<std::unique_ptr<platform::IrcClient>()> makeChatClient;
 };
 
 // The agent's main window: the state of every server of the centre, the
 // maintenance actions, and the owner of the tray icon and its menu.
-class wnPrincipal : public QWidget
+class wnPrincipal : public QWidget, public ChatDirectory
 {
     Q_OBJECT
 public:
@@ -95,6 +98,14 @@ public:
     void mnuEmergente_Click(int Index);
     void mnuChat_Click(int Index);
     void TimerScan_Timer();
+    // Hands what every server's chat connection received to the chat
+    // windows: private messages open (or reuse) the window of their sender.
+    void ChatPump();
+
+    // The chat windows' view of the server table.
+    QString serverName(int index) const override;
+    platform::IrcClient *chatClient(int index) const override;
+    wnChat &chatWindow(const QString &key, const QString &caption) override;
     // The status label's caption changed: LabelAvance shows the percentage.
     void LabelStatus_Change();
 
@@ -152,6 +163,7 @@ private:
     void readServerList();
     void addSupportServer();
     void openFirstChatWindow();
+    std::unique_ptr<platform::IrcClient> newChatClient();
     void PopUpBuilder(bool atCursor);
     void toggleMainWindow();
     void updateTrayHostState(bool available);

@@ -1,6 +1,8 @@
 #include "app/ScanStatus.h"
+#include "chat/wnChat.h"
 #include "helpers/AgentHarness.h"
 #include "helpers/KeepAliveServer.h"
+#include "ui_wnChat.h"
 #include "ui_wnPrincipal.h"
 
 #include <QAction>
@@ -195,6 +197,64 @@ private slots:
         f.TimerScan_Timer();
         QVERIFY(nestedRan);
         QCOMPARE(alpha.requests.size(), 2); // the load's and the outer tick's only
+    }
+
+    void chatPumpRoutesPrivateMessagesToTheirWindows()
+    {
+        test::AgentHarness h(iniWith({"Alpha/prov1/127.0.0.1:1/V2"}));
+        QVERIFY(h.form->Form_Load());
+        wnPrincipal &f = *h.form;
+        test::FakeIrcClient &alpha = *h.chats[0], &support = *h.chats[1];
+        alpha.items = {u"DATA\tirc.t\t372\t- Bienvenido\tprov1"_s,
+                       u"PRIVMSG\tsoporte1\t~s@h\tHola\tprov1"_s,
+                       u"PRIVMSG\tsoporte1\t~s@h\t¿Seguís ahí?\tprov1"_s};
+        support.items = {u"PRIVMSG\tsoporte1\t~s@h\tDesde soporte\tprov1"_s,
+                         u"PRIVMSG\tSoporte\t\tAviso\tprov1"_s, u"NOTICE\tx\t\ty\tz"_s};
+        f.TimerScan_Timer();
+        // One window per server and nickname; the support chat is reused.
+        QStringList tags, captions;
+        for (const auto &w : f.ChatWindows) {
+            tags << w->Tag();
+            captions << w->windowTitle();
+        }
+        // Element 0, the support server, is drained first.
+        QCOMPARE(tags, (QStringList{u"0\\Soporte"_s, u"0\\soporte1"_s, u"1\\soporte1"_s}));
+        QCOMPARE(captions, (QStringList{u"Soporte(Lumaris)"_s, u"soporte1(Sendaro)"_s,
+                                        u"soporte1(Alpha)"_s}));
+        wnChat &fromAlpha = *f.ChatWindows[2];
+        QCOMPARE(fromAlpha.ui().ListaMensajes->count(), 2);
+        QCOMPARE(fromAlpha.ui().ListaMensajes->item(1)->data(Qt::UserRole).toString(),
+                 h.clock.now().toString(u"dd/MM HH:mm:ss"_s) +
+                     u" De Alpha(soporte1) Para prov1\r\n¿Seguís ahí?"_s);
+        QVERIFY(fromAlpha.isVisible());
+        QCOMPARE(f.ChatWindows[0]->ui().ListaMensajes->count(), 1);
+        QVERIFY(alpha.items.isEmpty() && support.items.isEmpty()); // drained every tick
+    }
+
+    void theChatReconnectsOnlyToAServerOnLine()
+    {
+        test::KeepAliveServer alpha;
+        test::AgentHarness h(
+            iniWith({"Alpha/prov1/127.0.0.1:" + QByteArray::number(alpha.port()) + "/V2/60"}), {},
+            test::AgentHarness::Network::Loopback);
+        QVERIFY(h.form->Form_Load());
+        wnPrincipal &f = *h.form;
+        test::FakeIrcClient &chat = *h.chats[0], &support = *h.chats[1];
+        QCOMPARE(chat.connects, 1); // on line at the first tick
+        QCOMPARE(chat.ServerHost(), u"127.0.0.1"_s);
+        QCOMPARE(chat.Port(), quint16(9744));
+        QCOMPARE(chat.Channel(), u"#Alpha"_s);
+        QCOMPARE(support.connects, 1);
+        f.TimerScan_Timer(); // still not connected: asked again
+        QCOMPARE(chat.connects, 2);
+        chat.connected = true;
+        f.TimerScan_Timer(); // a connected client is left alone
+        QCOMPARE(chat.connects, 2);
+        chat.connected = false;
+        alpha.answer = Answer::Refuse;
+        h.clock.advanceSeconds(60);
+        f.TimerScan_Timer(); // off line: nothing is done
+        QCOMPARE(chat.connects, 2);
     }
 
     void statusLabelShowsThePercentage_data()

@@ -5,6 +5,7 @@
 // boxes, the processes and windows, the sounds.
 #include "app/wnPrincipal.h"
 #include "common/FakeClock.h"
+#include "common/FakeIrcClient.h"
 #include "common/FakeProbes.h"
 #include "common/FakeServices.h"
 #include "common/FakeSystem.h"
@@ -74,6 +75,11 @@ struct AgentHarness
         c.clock = &clock;
         c.net = &probes.net;
         c.socket = offline.get();
+        c.makeChatClient = [this] {
+            auto chat = std::make_unique<FakeIrcClient>();
+            chats.push_back(chat.get());
+            return chat;
+        };
         form = std::make_unique<wnPrincipal>(c);
     }
 
@@ -88,6 +94,9 @@ struct AgentHarness
     FakeProcessWindows windows;
     FakeNet probes;
     std::unique_ptr<OfflineSocket> offline;
+    // The chat connections the form made, in the order it made them: the
+    // INI's "V2" servers, then the support server's.
+    std::vector<FakeIrcClient *> chats;
     std::unique_ptr<Adds> adds;
     std::unique_ptr<wnPrincipal> form;
     int ended = 0;
