@@ -133,9 +133,14 @@ void CentreServer::serve(QTcpSocket *socket)
         case ParsedRequest::TooLarge:
             out = reply(413, "Too Large", "R:ERROR pedido demasiado grande\r\n" + kEnd);
             break;
-        case ParsedRequest::Complete:
-            out = answer(parsed.request, socket->peerAddress());
+        case ParsedRequest::Complete: {
+            HttpRequest request = parsed.request;
+            // Keep-alives are short: their exact bytes are kept for support.
+            if (request.target.startsWith("/DynIP"))
+                request.head = pending->buffer.first(parsed.consumed);
+            out = answer(request, socket->peerAddress());
             break;
+        } break;
         }
         pending->answered = true;
         pending->buffer.clear();
@@ -197,7 +202,8 @@ QByteArray CentreServer::keepAliveReply(const HttpRequest &r, const QHostAddress
     if (domain.isEmpty())
         return reply(400, "Bad Request", "R:ERROR falta el dominio\r\n" + kEnd);
     m_store.keepAlive(domain, u"http"_s, peer.toString(),
-                      r.method + ' ' + r.target + ' ' + r.version, QDateTime::currentDateTime());
+                      r.head.isEmpty() ? r.method + ' ' + r.target + ' ' + r.version : r.head,
+                      QDateTime::currentDateTime());
     if (m_options.failKeepAlives)
         return reply(503, "Service Unavailable", "R:ERROR servicio detenido\r\n" + kEnd);
     return reply(200, "OK", "R:OK Lumaris\r\n" + kEnd);

@@ -18,6 +18,8 @@ struct HttpRequest
     QByteArray target; // path and query, exactly as sent
     QByteArray version;
     QList<QPair<QByteArray, QByteArray>> headers;
+    // The request line and headers as they came, when the caller wants them.
+    QByteArray head;
 
     QByteArray path() const;  // up to the '?'
     QByteArray query() const; // after the '?'

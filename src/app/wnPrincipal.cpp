@@ -312,6 +312,7 @@ void wnPrincipal::Form_Unload()
     if (m_unloading)
         return;
     m_unloading = true;
+    qCInfo(lcStart) << "unloading: the program ends";
     m_timerScan.stop();
     if (m_ctx.adds)
         m_ctx.adds->Win_SysTrayRemove();
@@ -524,6 +525,7 @@ void wnPrincipal::ChatPump()
                 if (f[2] == QStringLiteral("372") && f[3].startsWith(QStringLiteral("- ")))
                     qCInfo(lcChatPump).noquote() << name << f[3].mid(2);
             } else if (f[0] == QStringLiteral("PRIVMSG")) {
+                qCInfo(lcChatPump).noquote() << "message from" << f[1] << "on" << name;
                 wnChat &chat =
                     chatWindow(QString::number(i) + u'\\' + f[1], f[1] + u'(' + name + u')');
                 chat.Chat_Msg(f[1], name, f[2], f[3], f[4]);
@@ -670,6 +672,7 @@ void wnPrincipal::showStatus()
     m_ctx.adds->setWin_SysTrayToolTip(status.trayTip());
 
     if (status.changed) {
+        qCInfo(lcScan) << "warning sound: a server's state changed";
         m_ctx.adds->Sonido_PlayWav(
             m_ctx.programFolder + QStringLiteral("/resources/orvex_problemared.wav"), 1, true);
         for (DynIpServer &s : DynIpServers)

@@ -133,8 +133,11 @@ private slots:
             providers(p.home)[u"Provñ"_s].toObject()[u"keepalive"_s].toObject().contains(u"udp"_s));
         const QJsonObject seen =
             providers(p.home)[u"Provñ"_s].toObject()[u"keepalive"_s].toObject();
+        // The whole request as it came, headers included.
         QCOMPARE(seen[u"http"_s].toObject()[u"request"_s].toString(),
-                 u"GET /DynIP?CMD=KEEPALIVE&&DOMAINNAME=Provñ&&REMOTEIP=192.168.0.1 HTTP/1.0"_s);
+                 u"GET /DynIP?CMD=KEEPALIVE&&DOMAINNAME=Provñ&&REMOTEIP=192.168.0.1 HTTP/1.0\r\n"
+                 u"Accept: text/plain\r\nAccept-Language: en-us\r\nConnection: Keep-Alive"
+                 u"\r\n\r\n"_s);
         QCOMPARE(seen[u"http"_s].toObject()[u"address"_s].toString(), u"127.0.0.1"_s);
 
         QVERIFY(body(get(p.home, "/control?fail=1")).startsWith("R:OK"));

@@ -1,0 +1,7 @@
+#include "platform/Termination.h"
+
+namespace orvex::platform {
+
+void onTerminationRequest(std::function<void()>) {}
+
+} // namespace orvex::platform
