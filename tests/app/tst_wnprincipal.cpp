@@ -281,6 +281,43 @@ private slots:
         QVERIFY(f.isVisible());
     }
 
+    // Each opening of the menu lists the chat windows open now, up to its 21
+    // slots; a slot's entry shows its window, "Iniciar conversación" the
+    // destination dialog.
+    void theMenuListsTheOpenChats()
+    {
+        Harness h(kIni);
+        QVERIFY(h.form->Form_Load());
+        wnPrincipal &f = *h.form;
+        const auto openChats = [&](int total) {
+            for (int i = int(f.ChatWindows.size()); i < total; ++i)
+                f.chatWindow(u"0\\peer%1"_s.arg(i), u"Charla %1"_s.arg(i));
+            emit f.mnuPopUp()->aboutToShow();
+        };
+        for (int total : {1, 3, 25}) {
+            openChats(total);
+            for (int slot = 0; slot < 21; ++slot) {
+                const bool listed = slot < total;
+                QCOMPARE(f.mnuChat(slot)->isVisible(), listed);
+                if (listed)
+                    QCOMPARE(f.mnuChat(slot)->text(),
+                             f.ChatWindows[size_t(slot)]->windowTitle());
+            }
+        }
+        QCOMPARE(f.mnuChat(20)->text(), u"Charla 20"_s);
+
+        wnChat &third = *f.ChatWindows[2];
+        third.hide();
+        f.mnuChat(2)->trigger();
+        QVERIFY(third.isVisible());
+        QVERIFY(!f.chatToDialog()->isVisible());
+        f.mnuChat(99)->trigger();
+        QCOMPARE(f.mnuChat(99)->text(), u"Iniciar conversación"_s);
+        QVERIFY(f.chatToDialog()->isVisible());
+        f.mnuChat_Click(30); // no window behind it: none is made
+        QCOMPARE(f.ChatWindows.size(), size_t(25));
+    }
+
     // "Modificar Demoras promedio" opens the board as stale: it stays on top
     // and reminds until the delays are sent.
     void delayBoardFromTheMenu()
