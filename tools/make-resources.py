@@ -12,6 +12,7 @@ Usage: python3 tools/make-resources.py [output-dir]   (default: resources/)
 import math
 import os
 import struct
+import zlib
 import sys
 import wave
 
@@ -293,6 +294,23 @@ def dib_entry(rows):
     return header + bytes(xor) + bytes(andm)
 
 
+def write_png(path, rows):
+    """One RGBA image, for desktops whose menus take PNG icons only."""
+    size = len(rows)
+    raw = b"".join(b"\0" + bytes(c for px in row for c in px) for row in rows)
+
+    def chunk(kind, data):
+        body = kind + data
+        return struct.pack(">I", len(data)) + body + \
+            struct.pack(">I", zlib.crc32(body) & 0xFFFFFFFF)
+
+    with open(path, "wb") as f:
+        f.write(b"\x89PNG\r\n\x1a\n")
+        f.write(chunk(b"IHDR", struct.pack(">IIBBBBB", size, size, 8, 6, 0, 0, 0)))
+        f.write(chunk(b"IDAT", zlib.compress(raw, 9)))
+        f.write(chunk(b"IEND", b""))
+
+
 def write_ico(path, images):
     """images: list of pixel rows (square), written smallest first."""
     count = len(images)
@@ -460,6 +478,9 @@ def main():
         ico("tray_%s_b.ico" % name, (16, 32),
             lambda s, c=colour, k=kind: badge(s, c, k, hollow=True))
     ico("orvex.ico", (16, 32, 48), lambda s: badge(s, "blue", "logo"))
+    write_png(os.path.join(outdir, "orvex.png"),
+              render(48, badge(48, "blue", "logo")))
+    print("wrote orvex.png")
     ico("chat_mensajeentrante.ico", (16, 32),
         lambda s: bubble(s, "blue", incoming=True))
     ico("chat_mensajesaliente.ico", (16, 32),

@@ -2,6 +2,8 @@
 
 #include "actions/Downloads.h"
 #include "actions/MaintenanceDispatcher.h"
+#include "actions/ShortcutAction.h"
+#include "actions/SpecialFolders.h"
 #include "actions/OnlineUpdate.h"
 #include "app/DelayUpload.h"
 #include "app/ExchangeHelper.h"
@@ -15,6 +17,7 @@
 #include "delays/wnDemoras.h"
 #include "platform/FileTransfer.h"
 #include "platform/MessageBoxes.h"
+#include "platform/ShellFolders.h"
 #include "platform/SingleInstance.h"
 #include "platform/SocketX.h"
 #include "platform/TrayBackend.h"
@@ -699,7 +702,22 @@ ActionContext wnPrincipal::actionContext()
         else
             m_timerScan.stop();
     };
+    c.createShortcuts = [this] { createShortcuts(); };
     return c;
+}
+
+void wnPrincipal::createShortcuts()
+{
+    std::unique_ptr<platform::ShellFolders> own;
+    platform::ShellFolders *shell = m_ctx.shellFolders;
+    if (!shell) {
+        own = platform::createShellFolders();
+        shell = own.get();
+    }
+    SpecialFolders folders(*shell);
+    const QString agent = m_ctx.agentProgram.isEmpty() ? QCoreApplication::applicationFilePath()
+                                                       : m_ctx.agentProgram;
+    ShortcutAction(actionContext(), folders, agent).run();
 }
 
 void wnPrincipal::MostrarDemoras(const QDateTime &lastSaved)

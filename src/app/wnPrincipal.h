@@ -39,6 +39,7 @@ class wnChatTo;
 class wnDemoras;
 
 namespace platform {
+class ShellFolders;
 class MessageBoxes;
 class SingleInstance;
 class FileTransfer;
@@ -71,6 +72,10 @@ struct wnPrincipalContext
     platform::WindowPin *windowPin = nullptr;
     // Makes the chat connection of a server; null makes real ones.
     std::function<std::unique_ptr<platform::IrcClient>()> makeChatClient;
+    // The menus the shortcuts go into; null uses the system's.
+    platform::ShellFolders *shellFolders = nullptr;
+    // The agent's own program file; empty is the running one.
+    QString agentProgram;
 };
 
 // The agent's main window: the state of every server of the centre, the
@@ -175,6 +180,7 @@ private:
     void showStatus();
     void showServerLine(size_t index);
     ActionContext actionContext();
+    void createShortcuts();
     const Clock &clock() const;
 
     wnPrincipalContext m_ctx;

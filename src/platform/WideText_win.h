@@ -19,4 +19,18 @@ inline std::wstring toWide(const std::string &utf8)
     return wide;
 }
 
+inline std::string fromWide(const wchar_t *wide, int length = -1)
+{
+    if (!wide || length == 0)
+        return {};
+    const int size = WideCharToMultiByte(CP_UTF8, 0, wide, length, nullptr, 0, nullptr, nullptr);
+    if (size <= 0)
+        return {};
+    std::string utf8(static_cast<std::size_t>(size), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, wide, length, utf8.data(), size, nullptr, nullptr);
+    if (length < 0)
+        utf8.pop_back(); // the terminator came along
+    return utf8;
+}
+
 } // namespace orvex::platform
