@@ -1,0 +1,161 @@
+#include "actions/SpecialFolders.h"
+#include "platform/ShellFolders.h"
+
+#include <QSignalSpy>
+#include <QtTest>
+
+#include <map>
+
+using namespace orvex;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// A shell whose folders are "/menus/<id>" and which notes every link.
+struct RecordingShell final : platform::ShellFolders
+{
+    platform::FolderLookup specialFolder(int id) override
+    {
+        if (refused.count(id))
+            return {platform::FolderLookup::Outcome::Refused, {}, refused[id]};
+        if (id == noPathId)
+            return {platform::FolderLookup::Outcome::NoPath, {}, 5};
+        return {platform::FolderLookup::Outcome::Found, "/menus/" + std::to_string(id), 0};
+    }
+    platform::FolderLookup systemFolder(platform::SystemFolder) override
+    {
+        return {platform::FolderLookup::Outcome::Found, "/sys", 0};
+    }
+    platform::SystemVersion version() override { return {4, 10, 1998, platformId, {}}; }
+    std::string errorText(std::uint32_t number) override
+    {
+        return number == 2 ? "The system cannot find the file specified." : "";
+    }
+    std::string groupFolder(const std::string &base, const std::string &relative,
+                            bool allUsers) override
+    {
+        groups.push_back(relative + (allUsers ? " all" : " user"));
+        return base + "/group";
+    }
+    bool machineWideMenusWritable() override { return machineWide; }
+    bool writeShellLink(const platform::ShellLink &link) override
+    {
+        links.push_back(link);
+        return writes;
+    }
+
+    std::map<int, std::uint32_t> refused;
+    int noPathId = -1;
+    std::uint32_t platformId = 2;
+    bool machineWide = true;
+    bool writes = true;
+    std::vector<std::string> groups;
+    std::vector<platform::ShellLink> links;
+};
+
+} // namespace
+
+class TestSpecialFolders : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    // Which menu takes the shortcut: Programs or the Start menu, the
+    // machine's or the user's.
+    void theBaseFolderFollowsTheFlags_data()
+    {
+        QTest::addColumn<bool>("allUsers");
+        QTest::addColumn<bool>("inPrograms");
+        QTest::addColumn<uint>("platformId");
+        QTest::addColumn<bool>("machineWide");
+        QTest::addColumn<QString>("folder");
+        QTest::addColumn<QString>("scope");
+        QTest::newRow("all users, Programs") << true << true << 2u << true << "/menus/23/group"
+                                             << "all";
+        QTest::newRow("user, Programs") << false << true << 2u << true << "/menus/2/group"
+                                        << "user";
+        QTest::newRow("all users, Start menu") << true << false << 2u << true
+                                               << "/menus/22/group" << "all";
+        QTest::newRow("user, Start menu") << false << false << 2u << true << "/menus/11/group"
+                                          << "user";
+        QTest::newRow("consumer family drops all users")
+            << true << true << 1u << true << "/menus/2/group" << "user";
+        QTest::newRow("machine-wide menus not writable")
+            << true << false << 2u << false << "/menus/11/group" << "user";
+    }
+    void theBaseFolderFollowsTheFlags()
+    {
+        QFETCH(bool, allUsers);
+        QFETCH(bool, inPrograms);
+        QFETCH(uint, platformId);
+        QFETCH(bool, machineWide);
+        QFETCH(QString, folder);
+        QFETCH(QString, scope);
+        RecordingShell shell;
+        shell.platformId = platformId;
+        shell.machineWide = machineWide;
+        SpecialFolders folders(shell);
+        QVERIFY(folders.Win_CreateShortCutSTKit(u"Sendaro"_s, u"/p/Orvex.exe"_s, u"-x"_s,
+                                                u"Orvex"_s, allUsers, inPrograms));
+        QCOMPARE(shell.groups, std::vector<std::string>{".\\Sendaro " + scope.toStdString()});
+        QCOMPARE(shell.links.size(), size_t(1));
+        const platform::ShellLink &link = shell.links[0];
+        QCOMPARE(QString::fromStdString(link.folder), folder);
+        QCOMPARE(link.caption, std::string("Orvex"));
+        QCOMPARE(link.target, std::string("/p/Orvex.exe"));
+        QCOMPARE(link.arguments, std::string("-x"));
+    }
+
+    // The toolkit's rule looks at the second character, not the first.
+    void groupNamesAreMadeRelative_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("relative");
+        QTest::newRow("plain") << u"Sendaro"_s << u".\\Sendaro"_s;
+        QTest::newRow("already relative") << u".\\Inicio"_s << u".\\Inicio"_s;
+        QTest::newRow("dot first") << u".oculto"_s << u".oculto"_s;
+        QTest::newRow("second is a backslash") << u"X\\Y"_s << u".X\\Y"_s;
+        QTest::newRow("first is a backslash") << u"\\Grupo"_s << u".\\\\Grupo"_s;
+        QTest::newRow("one character") << u"A"_s << u".\\A"_s;
+        QTest::newRow("empty") << QString() << u".\\"_s;
+    }
+    void groupNamesAreMadeRelative()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, relative);
+        QCOMPARE(SpecialFolders::relativeGroupName(name), relative);
+    }
+
+    // Failures become events and empty paths; a missing menu writes nothing.
+    void failuresAreToldNotThrown()
+    {
+        RecordingShell shell;
+        shell.refused[2] = 2;
+        shell.refused[11] = 1234567;
+        shell.noPathId = 16;
+        QList<QStringList> told;
+        SpecialFolders folders(shell, [&](qint32 n, const QString &d, const QString &s) {
+            told << QStringList{QString::number(n), d, s};
+        });
+        QCOMPARE(told,
+                 (QList<QStringList>{
+                     {u"5"_s, u"Failed to retrieve folder location."_s,
+                      u"SpecialFolders.GetFolderLocation"_s},
+                     {u"2"_s, u"The system cannot find the file specified."_s,
+                      u"SpecialFolders.GetFolderLocation"_s},
+                     {u"1234567"_s, u"Error (1234567) not defined."_s,
+                      u"SpecialFolders.GetFolderLocation"_s}}));
+        QVERIFY(folders.Desktop.isEmpty() && folders.StartMenuPrograms.isEmpty());
+        QCOMPARE(folders.CommonStartMenuPrograms, u"/menus/23"_s);
+        QCOMPARE(folders.WindowsTemporary, u"/sys"_s);
+
+        QVERIFY(!folders.Win_CreateShortCutSTKit(u"Sendaro"_s, u"/p/a"_s, {}, u"A"_s, false, true));
+        QVERIFY(shell.links.empty());
+        shell.writes = false;
+        QVERIFY(!folders.Win_CreateShortCutSTKit(u"Sendaro"_s, u"/p/a"_s, {}, u"A"_s, true, true));
+        QCOMPARE(shell.links.size(), size_t(1));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSpecialFolders)
+#include "tst_specialfolders.moc"
