@@ -1,7 +1,6 @@
 #include "common/TestSupport.h"
 #include "helpers/ZipCrafter.h"
 #include "oxzip/ArchiveWriter.h"
-#include "oxzip/CommandLine.h"
 #include "oxzip/EntrySafety.h"
 #include "oxzip/Failure.h"
 #include "oxzip/PatternExpansion.h"
@@ -195,31 +194,6 @@ private slots:
         }
     }
 
-    void judgesRatiosAndLinks()
-    {
-        QVERIFY(ratioAcceptable(0, 0));
-        QVERIFY(ratioAcceptable(1000, 1));
-        QVERIFY(!ratioAcceptable(1001, 1));
-        QVERIFY(!ratioAcceptable(1, 0));
-        QVERIFY(!ratioAcceptable(~std::uint64_t(0), 1));
-        QVERIFY(isSymlinkEntry(3, 0120777u << 16));
-        QVERIFY(!isSymlinkEntry(3, 0100777u << 16));
-        QVERIFY(!isSymlinkEntry(0, 0120777u << 16)); // not a Unix host: DOS bits
-    }
-
-    void parsesCommandLines()
-    {
-        const Command add = parseCommandLine(
-            {"-add", "-Directories=Relative", "C:\\Ox\\a.zip", "C:\\Ox\\*.ini", "C:\\Ox\\*.dbs"});
-        QVERIFY(add.mode == Command::Mode::Add);
-        QCOMPARE(add.archive, "C:\\Ox\\a.zip");
-        QCOMPARE(add.patterns, (std::vector<std::string>{"C:\\Ox\\*.ini", "C:\\Ox\\*.dbs"}));
-        const Command extract = parseCommandLine({"-EXTRACT", "-overwrite=all", "t.zip", "/ox"});
-        QVERIFY(extract.mode == Command::Mode::Extract);
-        QCOMPARE(extract.archive, "t.zip");
-        QCOMPARE(extract.folder, "/ox");
-    }
-
     void refusesBadCommandLines_data()
     {
         QTest::addColumn<QStringList>("args");
@@ -295,6 +269,19 @@ private slots:
         const Outcome extracted =
             runOxzip({u"-extract"_s, u"-overwrite=all"_s, archive, dir.filePath(u"out"_s)});
         QCOMPARE(extracted.status, 0);
+    }
+
+    void reportsArchiveItCannotWrite()
+    {
+        QTemporaryDir dir;
+        QVERIFY(writeBytes(dir.filePath(u"a.ini"_s), "a"));
+        const Outcome saved =
+            runOxzip({u"-add"_s, u"-directories=relative"_s, dir.filePath(u"missing/c.zip"_s),
+                      dir.filePath(u"*.ini"_s)});
+        QCOMPARE(saved.status, int(kFailed));
+        QVERIFY2(oneErrorLine(saved.err), saved.err.constData());
+        QCOMPARE(QDir(dir.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
+                 QStringList{u"a.ini"_s});
     }
 
     // A source that vanished between the listing and the writing: the old
