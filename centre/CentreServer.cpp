@@ -170,6 +170,8 @@ QByteArray CentreServer::answer(const HttpRequest &r, const QHostAddress &peer)
     if (r.method != "GET")
         return reply(405, "Method Not Allowed", "R:ERROR solo GET\r\n" + kEnd);
     const QByteArray path = r.path();
+    if (path != "/status.json" && path != "/")
+        ++m_served[QString::fromLatin1(path)];
     if (path == "/DynIP")
         return keepAliveReply(r, peer);
     if (path == "/ox//demoras.cgi" || path == "/ox/demoras.cgi")
@@ -294,8 +296,12 @@ QByteArray CentreServer::controlReply(const HttpRequest &r, const QHostAddress &
 
 QByteArray CentreServer::statusJson() const
 {
+    QJsonObject served;
+    for (auto it = m_served.begin(); it != m_served.end(); ++it)
+        served[it.key()] = it.value();
     return QJsonDocument(QJsonObject{{u"failing"_s, m_options.failKeepAlives},
-                                     {u"providers"_s, m_store.providers()}})
+                                     {u"providers"_s, m_store.providers()},
+                                     {u"served"_s, served}})
         .toJson();
 }
 

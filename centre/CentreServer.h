@@ -6,6 +6,7 @@
 #include "centre/HttpRequest.h"
 
 #include <QHostAddress>
+#include <QMap>
 #include <QObject>
 #include <QSet>
 #include <QTcpServer>
@@ -75,6 +76,8 @@ private:
 
     CentreOptions m_options;
     CentreStore m_store;
+    // Requests answered, by path: shows what a client really asked for.
+    QMap<QString, int> m_served;
     std::vector<std::unique_ptr<QTcpServer>> m_servers; // keep-alive, delays, home
     QUdpSocket m_datagrams;
 };

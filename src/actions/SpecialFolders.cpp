@@ -95,9 +95,8 @@ bool SpecialFolders::Win_CreateShortCut(const QString &FolderPath, const QString
 }
 
 bool SpecialFolders::Win_CreateShortCutSTKit(const QString &FolderName, const QString &LinkPath,
-                                             const QString &LinkArguments,
-                                             const QString &LinkName, bool AllUsers,
-                                             bool InPrograms, bool Reserved)
+                                             const QString &LinkArguments, const QString &LinkName,
+                                             bool AllUsers, bool InPrograms, bool Reserved)
 {
     Q_UNUSED(Reserved);
     // The old consumer systems have no machine-wide menus; here, neither has
@@ -113,8 +112,7 @@ bool SpecialFolders::Win_CreateShortCutSTKit(const QString &FolderName, const QS
     qCInfo(lcActions).noquote() << "shortcut" << LinkName << "in" << macro + u'\\' + relative;
     if (base.isEmpty())
         return false;
-    const QString group =
-        fromUtf8(m_shell.groupFolder(toUtf8(base), toUtf8(relative), AllUsers));
+    const QString group = fromUtf8(m_shell.groupFolder(toUtf8(base), toUtf8(relative), AllUsers));
     QDir().mkpath(group);
 
     QCoreApplication::processEvents();

@@ -2,9 +2,9 @@
 
 #include "actions/Downloads.h"
 #include "actions/MaintenanceDispatcher.h"
+#include "actions/OnlineUpdate.h"
 #include "actions/ShortcutAction.h"
 #include "actions/SpecialFolders.h"
-#include "actions/OnlineUpdate.h"
 #include "app/DelayUpload.h"
 #include "app/ExchangeHelper.h"
 #include "app/KeepAlive.h"
@@ -715,8 +715,8 @@ void wnPrincipal::createShortcuts()
         shell = own.get();
     }
     SpecialFolders folders(*shell);
-    const QString agent = m_ctx.agentProgram.isEmpty() ? QCoreApplication::applicationFilePath()
-                                                       : m_ctx.agentProgram;
+    const QString agent =
+        m_ctx.agentProgram.isEmpty() ? QCoreApplication::applicationFilePath() : m_ctx.agentProgram;
     ShortcutAction(actionContext(), folders, agent).run();
 }
 

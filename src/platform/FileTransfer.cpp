@@ -21,11 +21,20 @@ public:
     {
         // The temporary file sits beside the target, so that putting it in
         // place later is a rename on the same disk.
-        auto file = std::make_shared<QTemporaryFile>(QFileInfo(localTarget).absolutePath() +
-                                                     QStringLiteral("/.orvex-XXXXXX.part"));
-        file->setAutoRemove(false);
+        // QTemporaryFile only reserves the name: its close() keeps the file
+        // open, and a program fetched this way could then not be started
+        // (the system refuses to run a file open for writing).
+        QString partName;
+        {
+            QTemporaryFile reserve(QFileInfo(localTarget).absolutePath() +
+                                   QStringLiteral("/.orvex-XXXXXX.part"));
+            reserve.setAutoRemove(false);
+            if (reserve.open())
+                partName = reserve.fileName();
+        }
+        auto file = std::make_shared<QFile>(partName);
         const QUrl target(url, QUrl::TolerantMode);
-        if (!file->open() || !target.isValid()) {
+        if (partName.isEmpty() || !file->open(QIODevice::WriteOnly) || !target.isValid()) {
             qCWarning(lcTransfer) << "cannot start" << url << file->errorString();
             finish(name, file, false);
             return;
@@ -64,7 +73,7 @@ public:
     }
 
 private:
-    void finish(const QString &name, const std::shared_ptr<QTemporaryFile> &file, bool whole)
+    void finish(const QString &name, const std::shared_ptr<QFile> &file, bool whole)
     {
         file->close();
         emit FileReadComplete(name, file->fileName(), whole);

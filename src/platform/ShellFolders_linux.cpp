@@ -174,7 +174,8 @@ public:
         } else {
             entry.url = fileUrl(link.target);
         }
-        entry.icon = link.iconFile.empty() ? std::string("application-x-executable") : link.iconFile;
+        entry.icon =
+            link.iconFile.empty() ? std::string("application-x-executable") : link.iconFile;
 
         QSaveFile file(folder + u'/' + QString::fromStdString(safeFileName(link.caption)) +
                        QStringLiteral(".desktop"));

@@ -11,8 +11,7 @@ namespace {
 
 // Splits a group's path as handed to the setup toolkit (".\Sendaro",
 // ".X\Y") into the names of its folders, dropping the "." parts.
-template <typename Add>
-void forEachGroupPart(const std::string &relative, Add add)
+template <typename Add> void forEachGroupPart(const std::string &relative, Add add)
 {
     std::string part;
     const auto flush = [&] {
@@ -66,8 +65,7 @@ private:
     HRESULT m_result;
 };
 
-template <typename T>
-struct ComRelease
+template <typename T> struct ComRelease
 {
     T *p = nullptr;
     ~ComRelease()
@@ -156,7 +154,10 @@ public:
         return folder;
     }
 
-    bool machineWideMenusWritable() override { return true; }
+    bool machineWideMenusWritable() override
+    {
+        return true;
+    }
 
     bool writeShellLink(const ShellLink &link) override
     {
@@ -167,8 +168,8 @@ public:
         if (!com.usable())
             return false;
         ComRelease<IShellLinkW> shellLink;
-        if (FAILED(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER,
-                                    IID_IShellLinkW, reinterpret_cast<void **>(&shellLink.p))))
+        if (FAILED(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW,
+                                    reinterpret_cast<void **>(&shellLink.p))))
             return false;
         const std::wstring target = toWide(link.target);
         const std::wstring::size_type cut = target.find_last_of(L"\\/");
@@ -182,7 +183,8 @@ public:
         if (!link.iconFile.empty())
             shellLink.p->SetIconLocation(toWide(link.iconFile).c_str(), 0);
         ComRelease<IPersistFile> file;
-        if (FAILED(shellLink.p->QueryInterface(IID_IPersistFile, reinterpret_cast<void **>(&file.p))))
+        if (FAILED(
+                shellLink.p->QueryInterface(IID_IPersistFile, reinterpret_cast<void **>(&file.p))))
             return false;
         // Written beside, then put in place: a link written again replaces
         // the old one whole.

@@ -111,9 +111,8 @@ struct Installation
         for (const QString &f : files) {
             test::writeBytes(folder() + u'/' + f, "#!/bin/sh\n");
             if (!f.endsWith(u".hlp"_s))
-                QFile::setPermissions(folder() + u'/' + f,
-                                      QFile::permissions(folder() + u'/' + f) |
-                                          QFileDevice::ExeOwner);
+                QFile::setPermissions(folder() + u'/' + f, QFile::permissions(folder() + u'/' + f) |
+                                                               QFileDevice::ExeOwner);
         }
         QDir().mkpath(folder() + u"/resources"_s);
         test::writeBytes(folder() + u"/resources/orvex.png"_s, "png");
@@ -134,11 +133,18 @@ struct Installation
     QStringList avance;
 };
 
-const QStringList kEveryFile = {
-    u"orvex"_s,           u"OxExchange.exe"_s,      u"SD_NORTE.exe"_s,
-    u"SD_SUR.exe"_s,      u"SDCliente.exe"_s,       u"SendaroOperador.exe"_s,
-    u"SendaroGestion.exe"_s, u"SendaroReportes.exe"_s, u"SendaroConfigurador.exe"_s,
-    u"SendaroOperador.hlp"_s, u"SendaroGestion.hlp"_s, u"SendaroReportes.hlp"_s};
+const QStringList kEveryFile = {u"orvex"_s,
+                                u"OxExchange.exe"_s,
+                                u"SD_NORTE.exe"_s,
+                                u"SD_SUR.exe"_s,
+                                u"SDCliente.exe"_s,
+                                u"SendaroOperador.exe"_s,
+                                u"SendaroGestion.exe"_s,
+                                u"SendaroReportes.exe"_s,
+                                u"SendaroConfigurador.exe"_s,
+                                u"SendaroOperador.hlp"_s,
+                                u"SendaroGestion.hlp"_s,
+                                u"SendaroReportes.hlp"_s};
 
 } // namespace
 
@@ -197,9 +203,8 @@ private slots:
         qputenv("TMPDIR", QFile::encodeName(m_desktop->path(u"tmp/"_s)));
         auto shell = platform::createShellFolders();
         QStringList sources;
-        SpecialFolders folders(*shell, [&](qint32, const QString &, const QString &source) {
-            sources << source;
-        });
+        SpecialFolders folders(
+            *shell, [&](qint32, const QString &, const QString &source) { sources << source; });
         qunsetenv("TMPDIR");
         QCOMPARE(sources.size(), 9);
         QCOMPARE(sources.filter(u"SpecialFolders.GetFolderLocation"_s).size(), 9);
@@ -216,7 +221,8 @@ private slots:
         QTest::addColumn<QString>("argument");
         QTest::addColumn<QString>("quoted");
         QTest::newRow("plain") << u"/opt/ox/orvex"_s << u"/opt/ox/orvex"_s;
-        QTest::newRow("blank") << u"/opt/Mis programas/orvex"_s << u"\"/opt/Mis programas/orvex\""_s;
+        QTest::newRow("blank") << u"/opt/Mis programas/orvex"_s
+                               << u"\"/opt/Mis programas/orvex\""_s;
         QTest::newRow("quote dollar grave backslash")
             << u"a\"b$c`d\\e"_s << u"\"a\\\"b\\$c\\`d\\\\e\""_s;
         QTest::newRow("reserved without escape") << u"a;b&c"_s << u"\"a;b&c\""_s;
@@ -287,9 +293,8 @@ private slots:
         // A help file is opened, not run.
         const Entry help = readEntry(group + u"/Ayuda de SendaroGestion.desktop"_s);
         QCOMPARE(help.value(u"Type"_s), u"Link"_s);
-        QCOMPARE(help.value(u"URL"_s),
-                 QUrl::fromLocalFile(inst.folder() + u"/SendaroGestion.hlp"_s).toString(
-                     QUrl::FullyEncoded));
+        QCOMPARE(help.value(u"URL"_s), QUrl::fromLocalFile(inst.folder() + u"/SendaroGestion.hlp"_s)
+                                           .toString(QUrl::FullyEncoded));
         QVERIFY(!help.contains(u"Exec"_s));
 
         // Every entry passes the desktop's own validator.

@@ -74,14 +74,16 @@ private slots:
                                              << "all";
         QTest::newRow("user, Programs") << false << true << 2u << true << "/menus/2/group"
                                         << "user";
-        QTest::newRow("all users, Start menu") << true << false << 2u << true
-                                               << "/menus/22/group" << "all";
+        QTest::newRow("all users, Start menu") << true << false << 2u << true << "/menus/22/group"
+                                               << "all";
         QTest::newRow("user, Start menu") << false << false << 2u << true << "/menus/11/group"
                                           << "user";
         QTest::newRow("consumer family drops all users")
-            << true << true << 1u << true << "/menus/2/group" << "user";
+            << true << true << 1u << true << "/menus/2/group"
+            << "user";
         QTest::newRow("machine-wide menus not writable")
-            << true << false << 2u << false << "/menus/11/group" << "user";
+            << true << false << 2u << false << "/menus/11/group"
+            << "user";
     }
     void theBaseFolderFollowsTheFlags()
     {
@@ -137,14 +139,12 @@ private slots:
         SpecialFolders folders(shell, [&](qint32 n, const QString &d, const QString &s) {
             told << QStringList{QString::number(n), d, s};
         });
-        QCOMPARE(told,
-                 (QList<QStringList>{
-                     {u"5"_s, u"Failed to retrieve folder location."_s,
-                      u"SpecialFolders.GetFolderLocation"_s},
-                     {u"2"_s, u"The system cannot find the file specified."_s,
-                      u"SpecialFolders.GetFolderLocation"_s},
-                     {u"1234567"_s, u"Error (1234567) not defined."_s,
-                      u"SpecialFolders.GetFolderLocation"_s}}));
+        QCOMPARE(told, (QList<QStringList>{{u"5"_s, u"Failed to retrieve folder location."_s,
+                                            u"SpecialFolders.GetFolderLocation"_s},
+                                           {u"2"_s, u"The system cannot find the file specified."_s,
+                                            u"SpecialFolders.GetFolderLocation"_s},
+                                           {u"1234567"_s, u"Error (1234567) not defined."_s,
+                                            u"SpecialFolders.GetFolderLocation"_s}}));
         QVERIFY(folders.Desktop.isEmpty() && folders.StartMenuPrograms.isEmpty());
         QCOMPARE(folders.CommonStartMenuPrograms, u"/menus/23"_s);
         QCOMPARE(folders.WindowsTemporary, u"/sys"_s);

@@ -10,6 +10,7 @@
 #include "common/FakeServices.h"
 #include "common/FakeSystem.h"
 #include "common/TestSupport.h"
+#include "platform/ProcessWindows.h"
 #include "platform/SocketX.h"
 #include "support/Adds.h"
 
@@ -49,8 +50,9 @@ struct AgentHarness
     enum class Network { Offline, Loopback };
 
     // `ini` null: no settings file at all.
+    // `realProcesses`: programs the form starts really run (the archiver).
     explicit AgentHarness(const QByteArray &ini, const QString &commandLine = {},
-                          Network network = Network::Offline)
+                          Network network = Network::Offline, bool realProcesses = false)
     {
         if (!ini.isNull())
             writeBytes(folder.filePath(QStringLiteral("Orvex.ini")), ini);
@@ -60,11 +62,14 @@ struct AgentHarness
             QFile::copy(source.filePath(f), folder.filePath(QStringLiteral("resources/") + f));
         if (network == Network::Offline || !namesLoopbackCentre(ini))
             offline = std::make_unique<OfflineSocket>();
-        adds = std::make_unique<Adds>(AddsServices{.processWindows = &windows,
-                                                   .sound = &sound,
-                                                   .messageBoxes = &boxes,
-                                                   .tray = &tray,
-                                                   .clock = &clock});
+        if (realProcesses)
+            systemProcesses = platform::createProcessWindows();
+        adds = std::make_unique<Adds>(
+            AddsServices{.processWindows = realProcesses ? systemProcesses.get() : &windows,
+                         .sound = &sound,
+                         .messageBoxes = &boxes,
+                         .tray = &tray,
+                         .clock = &clock});
         wnPrincipalContext c;
         c.adds = adds.get();
         c.messageBoxes = &boxes;
@@ -92,6 +97,7 @@ struct AgentHarness
     FakeSingleInstance instance;
     FakeSound sound;
     FakeProcessWindows windows;
+    std::unique_ptr<platform::ProcessWindows> systemProcesses;
     FakeNet probes;
     std::unique_ptr<OfflineSocket> offline;
     // The chat connections the form made, in the order it made them: the
