@@ -93,4 +93,43 @@ std::string desktopEntryText(const DesktopEntry &entry)
     return text;
 }
 
+std::vector<std::string> desktopExecArguments(const std::string &value)
+{
+    std::string unescaped;
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        if (value[i] != '\\' || i + 1 == value.size()) {
+            unescaped += value[i];
+            continue;
+        }
+        const char c = value[++i];
+        unescaped += c == 's' ? ' ' : c == 'n' ? '\n' : c == 't' ? '\t' : c == 'r' ? '\r' : c;
+    }
+    std::vector<std::string> arguments;
+    std::string current;
+    bool quoted = false;
+    bool started = false;
+    for (std::size_t i = 0; i < unescaped.size(); ++i) {
+        const char c = unescaped[i];
+        if (quoted && c == '\\' && i + 1 < unescaped.size()) {
+            current += unescaped[++i];
+        } else if (c == '"') {
+            quoted = !quoted;
+            started = true;
+        } else if (c == ' ' && !quoted) {
+            if (started)
+                arguments.push_back(current);
+            current.clear();
+            started = false;
+        } else {
+            if (c == '%' && i + 1 < unescaped.size() && unescaped[i + 1] == '%')
+                ++i;
+            current += c;
+            started = true;
+        }
+    }
+    if (started)
+        arguments.push_back(current);
+    return arguments;
+}
+
 } // namespace orvex::platform

@@ -28,4 +28,8 @@ std::string fileUrl(const std::string &path);
 
 std::string desktopEntryText(const DesktopEntry &entry);
 
+// An Exec value as a launcher reads it: the string escapes undone, then the
+// quoting, then "%%"; the program first.
+std::vector<std::string> desktopExecArguments(const std::string &value);
+
 } // namespace orvex::platform

@@ -33,45 +33,12 @@ Entry readEntry(const QString &path)
     return keys;
 }
 
-// An Exec value back to the program and its arguments: the string escapes
-// first, then the quoting, then "%%".
+// An Exec value back to the program and its arguments.
 QStringList execArguments(const QString &value)
 {
-    QString unescaped;
-    for (qsizetype i = 0; i < value.size(); ++i) {
-        if (value[i] == u'\\' && i + 1 < value.size()) {
-            const QChar c = value[++i];
-            unescaped += c == u's' ? u' ' : c == u'n' ? u'\n' : c == u't' ? u'\t' : c;
-        } else {
-            unescaped += value[i];
-        }
-    }
     QStringList args;
-    QString current;
-    bool quoted = false, inArgument = false;
-    for (qsizetype i = 0; i < unescaped.size(); ++i) {
-        const QChar c = unescaped[i];
-        if (quoted && c == u'\\' && i + 1 < unescaped.size()) {
-            current += unescaped[++i];
-        } else if (c == u'"') {
-            quoted = !quoted;
-            inArgument = true;
-        } else if (c == u' ' && !quoted) {
-            if (inArgument)
-                args << current;
-            current.clear();
-            inArgument = false;
-        } else if (c == u'%' && i + 1 < unescaped.size() && unescaped[i + 1] == u'%') {
-            current += u'%';
-            ++i;
-            inArgument = true;
-        } else {
-            current += c;
-            inArgument = true;
-        }
-    }
-    if (inArgument)
-        args << current;
+    for (const std::string &a : platform::desktopExecArguments(value.toStdString()))
+        args << QString::fromStdString(a);
     return args;
 }
 

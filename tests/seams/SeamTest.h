@@ -3,6 +3,7 @@
 #include <doctest/doctest.h>
 
 #include <string>
+#include <vector>
 
 namespace orvex::seamtest {
 
@@ -22,5 +23,20 @@ bool canPing();
 // When the program was started as a child of a process test ("--child ..."),
 // does what it was asked and returns the exit code; otherwise -1.
 int runAsChild(int argc, char **argv);
+
+// A small program file at `path`, its folders made.
+void makeProgram(const std::string &path);
+// The names of the files in a folder, sorted.
+std::vector<std::string> filesIn(const std::string &folder);
+void removeTree(const std::string &folder);
+
+// A shortcut as the system's own reader sees it.
+struct LinkReadBack
+{
+    std::string target;
+    std::vector<std::string> arguments;
+    std::string caption;
+};
+LinkReadBack readLink(const std::string &path);
 
 } // namespace orvex::seamtest

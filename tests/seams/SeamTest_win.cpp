@@ -1,9 +1,17 @@
 #include "SeamTest.h"
+#include "platform/ProcessWindows.h"
+#include "platform/WideText_win.h"
 
 #include <windows.h>
 
+#include <objbase.h>
+#include <shlobj.h>
+#include <shobjidl.h>
+
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 namespace orvex::seamtest {
@@ -43,6 +51,60 @@ int runAsChild(int argc, char **argv)
         return 0;
     }
     return 3;
+}
+
+void makeProgram(const std::string &path)
+{
+    const std::filesystem::path file(orvex::platform::toWide(path));
+    std::filesystem::create_directories(file.parent_path());
+    std::ofstream(file) << "MZ";
+}
+
+std::vector<std::string> filesIn(const std::string &folder)
+{
+    std::vector<std::string> names;
+    for (const auto &entry : std::filesystem::directory_iterator(
+             std::filesystem::path(orvex::platform::toWide(folder))))
+        names.push_back(orvex::platform::fromWide(entry.path().filename().c_str()));
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+void removeTree(const std::string &folder)
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(std::filesystem::path(orvex::platform::toWide(folder)), ignored);
+}
+
+// Through the shell's own link object, as Explorer reads it.
+LinkReadBack readLink(const std::string &path)
+{
+    LinkReadBack back;
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    IShellLinkW *link = nullptr;
+    IPersistFile *file = nullptr;
+    if (SUCCEEDED(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW,
+                                   reinterpret_cast<void **>(&link))) &&
+        SUCCEEDED(link->QueryInterface(IID_IPersistFile, reinterpret_cast<void **>(&file))) &&
+        SUCCEEDED(file->Load(orvex::platform::toWide(path).c_str(), STGM_READ))) {
+        wchar_t text[INFOTIPSIZE] = {};
+        if (SUCCEEDED(link->GetPath(text, MAX_PATH, nullptr, SLGP_RAWPATH)))
+            back.target = orvex::platform::fromWide(text);
+        text[0] = L'\0';
+        if (SUCCEEDED(link->GetArguments(text, INFOTIPSIZE)))
+            back.arguments =
+                orvex::platform::splitCommandLine("\"\" " + orvex::platform::fromWide(text))
+                    .arguments;
+        text[0] = L'\0';
+        if (SUCCEEDED(link->GetDescription(text, INFOTIPSIZE)))
+            back.caption = orvex::platform::fromWide(text);
+    }
+    if (file)
+        file->Release();
+    if (link)
+        link->Release();
+    CoUninitialize();
+    return back;
 }
 
 } // namespace orvex::seamtest

@@ -11,7 +11,7 @@
 set -u
 what="$1" src="$2" build="$3" suite="${4:-}"
 out="$build/wine-seams"
-export WINEPREFIX="$out/prefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
+export WINEPREFIX="$out/prefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d"
 
 cxx=$(command -v x86_64-w64-mingw32-g++ || true)
 wine=$(command -v wine || true)
