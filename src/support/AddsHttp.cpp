@@ -215,7 +215,7 @@ bool receiveReply(SocketX &socket, int timeOutSeconds, ProgressCaption *progress
 
 } // namespace
 
-AddsHttp::AddsHttp(const AddsServices &services) : m_clock(clockOr(services.clock)) {}
+AddsHttp::AddsHttp(const Clock *clock) : m_clock(clockOr(clock)) {}
 
 AnsiText AddsHttp::NET_HTTPget(SocketX &Socket, const QString &URL, const QString &Path,
                                const QString &Port, int TimeOutSeconds, const QString &ExtraHeader,

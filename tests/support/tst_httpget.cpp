@@ -73,7 +73,7 @@ class TestHttpGet : public QObject
 {
     Q_OBJECT
 
-    AddsHttp m_http{AddsServices{}};
+    AddsHttp m_http;
     SocketX m_socket; // one socket for all calls, as the main form has
 
     QString get(quint16 port, int seconds, ProgressCaption *progress = nullptr)
