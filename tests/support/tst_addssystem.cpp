@@ -143,7 +143,8 @@ private slots:
         FakeProcessWindows pw;
         AddsSystem sys({.processWindows = &pw});
         bool ended = false;
-        QTimer::singleShot(20, [&] {
+        QObject scope; // a wait that returned early must not leave the timer behind
+        QTimer::singleShot(20, &scope, [&] {
             pw.running = false;
             ended = true;
         });
@@ -207,12 +208,12 @@ private slots:
         const QDateTime start = clock.now();
         AddsSystem sys({.clock = &clock});
         bool fired = false;
-        QTimer::singleShot(0, [&] { fired = true; });
+        QObject scope;
+        QTimer::singleShot(0, &scope, [&] { fired = true; });
         sys.DateTime_PausaTimer(seconds);
         QCOMPARE(clock.pauses, pauses);
         QTEST(start.msecsTo(clock.now()), "ms");
         QCOMPARE(fired, pauses > 0);
-        QCoreApplication::processEvents(); // the timer must not outlive the row
     }
 
     void playWavWaitsOnlyWhenSynchronous()
