@@ -28,7 +28,7 @@ int main(int argc, char **argv)
             held << s;
     });
 
-    AddsHttp http{AddsServices{}};
+    AddsHttp http;
     platform::SocketX socket;
     const QString url = u"http://127.0.0.1:%1/DynIP?CMD=KEEPALIVE"_s.arg(silent.serverPort());
     qint16 seconds = 10;

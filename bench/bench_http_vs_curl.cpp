@@ -108,7 +108,7 @@ int main(int argc, char **argv)
         return 1;
     const QString port = QString::fromLatin1(server.readLine().trimmed());
 
-    AddsHttp http{AddsServices{}};
+    AddsHttp http;
     platform::SocketX socket;
     for (const auto &[name, bytes] : {std::pair{"1 MB", 1 << 20}, std::pair{"100 MB", 100 << 20}}) {
         const QString url =

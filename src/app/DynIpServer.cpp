@@ -1,6 +1,9 @@
 #include "app/DynIpServer.h"
 
 #include "support/AddsUtilities.h"
+#include "support/LeadingNumber.h"
+
+#include <limits>
 
 namespace orvex {
 namespace {
@@ -15,24 +18,10 @@ QString takeField(QString &rest, const QString &sep)
 
 qint16 leadingInt16(const QString &text)
 {
-    const QString t = text.trimmed();
-    qsizetype i = 0;
-    bool negative = false;
-    if (i < t.size() && (t[i] == u'+' || t[i] == u'-')) {
-        negative = t[i] == u'-';
-        ++i;
-    }
-    qint64 value = 0;
-    for (; i < t.size() && t[i].isDigit() && t[i].unicode() < 128; ++i) {
-        value = value * 10 + (t[i].unicode() - u'0');
-        if (value > 32768)
-            return 0;
-    }
-    if (negative)
-        value = -value;
-    if (value < -32768 || value > 32767)
-        return 0;
-    return static_cast<qint16>(value);
+    // Magnitudes up to 32768 are read so that -32768 fits; anything outside
+    // the 16-bit range is 0.
+    const qint64 value = leadingNumber(text, 32768, OnOverflow::Zero);
+    return value > std::numeric_limits<qint16>::max() ? 0 : static_cast<qint16>(value);
 }
 
 DynIpServerValue parseDynIpServerValue(const QString &value)

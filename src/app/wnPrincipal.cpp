@@ -22,6 +22,7 @@
 #include "platform/SocketX.h"
 #include "platform/TrayBackend.h"
 #include "support/Adds.h"
+#include "support/LeadingNumber.h"
 #include "support/Net.h"
 #include "ui_wnPrincipal.h"
 
@@ -52,21 +53,12 @@ const char *const kPicsFiles[wnPrincipal::kPicsCount] = {
     "tray_sinconexion.ico", "tray_sinconexion_b.ico", "tray_limitada.ico",
     "tray_limitada_b.ico",  "tray_enlinea.ico",       "tray_enlinea_b.ico"};
 
-// The leading number of a text as the old runtime's Val() reads it.
-qint64 leadingNumber(const QString &text)
+// The leading number of a text as the old runtime's Val() reads it. Digits
+// stop being read once one more could overflow 64 bits.
+qint64 captionNumber(const QString &text)
 {
-    const QString t = text.trimmed();
-    qsizetype i = 0;
-    const bool negative = i < t.size() && t[i] == u'-';
-    if (i < t.size() && (t[i] == u'-' || t[i] == u'+'))
-        ++i;
-    qint64 value = 0;
-    for (; i < t.size() && t[i] >= u'0' && t[i] <= u'9'; ++i) {
-        if (value > (std::numeric_limits<qint64>::max() - 9) / 10)
-            break;
-        value = value * 10 + (t[i].unicode() - u'0');
-    }
-    return negative ? -value : value;
+    constexpr quint64 kLastSafe = (std::numeric_limits<qint64>::max() - 9) / 10 * 10 + 9;
+    return leadingNumber(text, kLastSafe, OnOverflow::KeepDigitsRead);
 }
 
 QString separatorLine()
@@ -761,8 +753,8 @@ void wnPrincipal::LabelStatus_Change()
     // Without a "/" the whole caption is the total and nothing is done yet.
     QString rest = caption;
     const QString done = AddsUtilities::Var_GetPart(rest, QStringLiteral("/"), true);
-    const qint64 doneBytes = leadingNumber(done);
-    const qint64 total = leadingNumber(rest);
+    const qint64 doneBytes = captionNumber(done);
+    const qint64 total = captionNumber(rest);
     if (total <= 0)
         return;
     // Whole hundredths, rounded down.

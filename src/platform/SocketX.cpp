@@ -192,9 +192,9 @@ bool SocketX::Bind()
     return true;
 }
 
-bool SocketX::Connect()
+bool SocketX::readyToReach(SocketKind kind, qint32 port)
 {
-    if (d->kind != SocketKind::Stream) {
+    if (d->kind != kind) {
         raiseError(kNotSupported, QStringLiteral("Operation not supported"));
         return false;
     }
@@ -202,10 +202,17 @@ bool SocketX::Connect()
         raiseError(kInvalidArgument, QStringLiteral("Socket not created"));
         return false;
     }
-    if (!validPort(RemotePort)) {
+    if (!validPort(port)) {
         raiseError(kAddressNotAvailable, QStringLiteral("Cannot assign requested address"));
         return false;
     }
+    return true;
+}
+
+bool SocketX::Connect()
+{
+    if (!readyToReach(SocketKind::Stream, RemotePort))
+        return false;
     // Binding to the "any" address would tie the socket to IPv4; leaving it
     // unbound lets the system pick, as it would for any client.
     if ((LocalPort != 0 || !isAny(LocalAddress)) && !Bind())
@@ -275,18 +282,8 @@ bool SocketX::Send(const QByteArray &data)
 
 bool SocketX::SendTo(const QByteArray &data, const QString &address, qint32 port)
 {
-    if (d->kind != SocketKind::Datagram) {
-        raiseError(kNotSupported, QStringLiteral("Operation not supported"));
+    if (!readyToReach(SocketKind::Datagram, port))
         return false;
-    }
-    if (state() != SocketState::Created) {
-        raiseError(kInvalidArgument, QStringLiteral("Socket not created"));
-        return false;
-    }
-    if (!validPort(port)) {
-        raiseError(kAddressNotAvailable, QStringLiteral("Cannot assign requested address"));
-        return false;
-    }
     d->bytesSent = 0;
     QUdpSocket *u = d->udp.get();
     const auto send = [this, u, data, port](const QHostAddress &to) {

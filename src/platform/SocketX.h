@@ -84,6 +84,10 @@ protected:
     void raiseError(int number, const QString &description);
 
 private:
+    // Connect and SendTo need a created socket of their kind and a valid
+    // remote port; the first condition missing raises its error.
+    bool readyToReach(SocketKind kind, qint32 port);
+
     struct Impl;
     std::unique_ptr<Impl> d;
 };

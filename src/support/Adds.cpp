@@ -3,8 +3,7 @@
 namespace orvex {
 
 Adds::Adds(const AddsServices &services)
-    : AddsSettings(services), AddsHttp(services), AddsTray(services), AddsUtilities(services),
-      AddsSystem(services), m_services(services)
+    : AddsHttp(services.clock), AddsTray(services), AddsSystem(services), m_services(services)
 {}
 
 } // namespace orvex

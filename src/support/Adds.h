@@ -1,8 +1,8 @@
 #pragma once
 // The utility class shared by every form. Its routines come in families, one
 // file each (settings store, HTTP and sockets, tray icon, utilities,
-// processes and windows); this class only puts them together under one
-// object.
+// processes and windows); this class puts them together under one object and
+// adds the connection-state check.
 #include "support/AddsHttp.h"
 #include "support/AddsServices.h"
 #include "support/AddsSettings.h"

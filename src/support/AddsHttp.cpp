@@ -5,6 +5,7 @@
 #include "support/AnsiCodec.h"
 #include "support/Clock.h"
 #include "support/EventWait.h"
+#include "support/LeadingNumber.h"
 #include "support/ProgressCaption.h"
 #include "support/ReplyScanner.h"
 
@@ -41,23 +42,11 @@ constexpr int kIdlePollMs = 250;
 // for a lying server) the reply grows as it arrives.
 constexpr qint64 kMaxReserve = qint64(512) << 20;
 
-// The leading number of `text` after blanks, 0 when there is none.
+// The leading number of a port text; an over-long one is the largest 32-bit value.
 qint32 numericValue(QStringView text)
 {
-    text = text.trimmed();
-    bool negative = false;
-    if (!text.isEmpty() && (text.front() == u'-' || text.front() == u'+')) {
-        negative = text.front() == u'-';
-        text = text.sliced(1);
-    }
-    qint64 value = 0;
-    for (const QChar c : text) {
-        if (c < u'0' || c > u'9')
-            break;
-        value =
-            std::min<qint64>(value * 10 + (c.unicode() - u'0'), std::numeric_limits<qint32>::max());
-    }
-    return static_cast<qint32>(negative ? -value : value);
+    return static_cast<qint32>(
+        leadingNumber(text, std::numeric_limits<qint32>::max(), OnOverflow::Saturate));
 }
 
 struct Target
@@ -226,7 +215,7 @@ bool receiveReply(SocketX &socket, int timeOutSeconds, ProgressCaption *progress
 
 } // namespace
 
-AddsHttp::AddsHttp(const AddsServices &services) : m_clock(clockOr(services.clock)) {}
+AddsHttp::AddsHttp(const Clock *clock) : m_clock(clockOr(clock)) {}
 
 AnsiText AddsHttp::NET_HTTPget(SocketX &Socket, const QString &URL, const QString &Path,
                                const QString &Port, int TimeOutSeconds, const QString &ExtraHeader,

@@ -2,7 +2,6 @@
 // The HTTP and datagram routines of the utility class. Both run on the
 // caller's socket, keep the event loop running while they wait, and leave the
 // socket closed.
-#include "support/AddsServices.h"
 #include "support/AnsiText.h"
 
 #include <QString>
@@ -20,7 +19,8 @@ class ProgressCaption;
 class AddsHttp
 {
 public:
-    explicit AddsHttp(const AddsServices &services);
+    // Without a clock of its own it settles on the system clock.
+    explicit AddsHttp(const Clock *clock = nullptr);
 
     // One HTTP/1.0 GET. `URL` is [scheme "://"] host [":" port] [path]; a
     // non-empty `Path` or `Port` replaces what the URL says. `TimeOutSeconds`

@@ -4,10 +4,7 @@
 
 namespace orvex {
 
-AddsSettings::AddsSettings(const AddsServices &services)
-{
-    (void)services;
-}
+AddsSettings::AddsSettings() = default;
 
 AddsSettings::~AddsSettings() = default;
 

@@ -2,8 +2,6 @@
 // The settings family of the utility class: one INI file at a time, held in
 // memory by a clsINI store. Reads come from memory; a write changes memory
 // and, unless deferred, rewrites the whole file.
-#include "support/AddsServices.h"
-
 #include <QString>
 #include <QVariant>
 #include <QtGlobal>
@@ -17,7 +15,7 @@ class clsINI;
 class AddsSettings
 {
 public:
-    explicit AddsSettings(const AddsServices &services);
+    AddsSettings();
     ~AddsSettings();
     AddsSettings(const AddsSettings &) = delete;
     AddsSettings &operator=(const AddsSettings &) = delete;

@@ -66,14 +66,12 @@ void AddsTray::setWin_SysTrayOwnerControl(TrayOwnerControl *owner)
         return;
     }
     m_owner = owner;
-    m_ownerSet = true;
 }
 
 void AddsTray::setWin_SysTrayIcon(const QIcon &picture)
 {
     m_icon = picture;
     m_data.hIcon = static_cast<quint32>(picture.cacheKey());
-    m_iconSet = true;
     if (m_trayActive && m_services.tray)
         m_services.tray->modify(m_icon, shownTip());
 }

@@ -89,8 +89,6 @@ private:
     QIcon m_icon;
     TrayOwnerControl *m_owner = nullptr;
     bool m_trayActive = false;
-    bool m_ownerSet = false;
-    bool m_iconSet = false;
     QMetaObject::Connection m_mouseConnection;
 };
 

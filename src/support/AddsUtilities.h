@@ -3,8 +3,6 @@
 // keep no state and are static, so code outside the class can call them as
 // AddsUtilities::Var_GetPart(...). Paths may use "\" or "/" as separator:
 // callers build them the Windows way (folder + "\resources\x.wav").
-#include "support/AddsServices.h"
-
 #include <QString>
 #include <QStringList>
 #include <QVariant>
@@ -17,8 +15,6 @@ QString toLocalPath(const QString &path);
 class AddsUtilities
 {
 public:
-    explicit AddsUtilities(const AddsServices &services) { (void)services; }
-
     // Cuts the first field off `text`: returns everything up to and including
     // the first character of the first `separator`, and leaves in `text`
     // what follows the separator. With `dropSeparator` the returned part loses

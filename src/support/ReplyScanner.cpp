@@ -1,5 +1,7 @@
 #include "support/ReplyScanner.h"
 
+#include "support/LeadingNumber.h"
+
 #include <algorithm>
 #include <cstring>
 #include <limits>
@@ -61,17 +63,7 @@ bool hasEndMarker(QByteArrayView data)
 // value; -1 for anything else.
 qint32 positiveNumber(QByteArrayView text)
 {
-    qsizetype i = 0;
-    while (i < text.size() && (text[i] == ' ' || text[i] == '\t'))
-        ++i;
-    if (i < text.size() && text[i] == '+')
-        ++i;
-    qint64 value = 0;
-    for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
-        value = value * 10 + (text[i] - '0');
-        if (value > std::numeric_limits<qint32>::max())
-            return -1;
-    }
+    const qint64 value = leadingNumber(text, std::numeric_limits<qint32>::max(), OnOverflow::Zero);
     return value > 0 ? static_cast<qint32>(value) : -1;
 }
 

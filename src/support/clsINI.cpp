@@ -51,6 +51,25 @@ QString errorPrefix(const Fault &fault)
     return u"Error "_s + QString::number(fault.number) + u" ("_s + fault.description + u")"_s;
 }
 
+// A fault while a value moved between the caller and the store in memory;
+// `doing` is "reading a value from" or "writing a value to".
+QString storeFaultMessage(const Fault &fault, const QString &doing, const QString &fileName,
+                          const QString &section, const QString &key)
+{
+    return errorPrefix(fault) + u" occurred while "_s + doing +
+           u" the data structure containing "_s + fileName + u".\r\nIni Section Name = "_s +
+           section + u", Item Key = "_s + key;
+}
+
+// A fault while the whole file moved between the store and the disk; `doing`
+// is "reading" or "writing", `direction` "from" or "to".
+QString diskFaultMessage(const Fault &fault, const QString &doing, const QString &path,
+                         const QString &direction)
+{
+    return errorPrefix(fault) + u" occurred while "_s + doing + u' ' + path + u' ' + direction +
+           u" disk."_s;
+}
+
 } // namespace
 
 QString trimBlanks(QStringView text)
@@ -117,10 +136,7 @@ QString clsINI::ReadFrom(QString section, const QString &key, const QString &def
     });
     if (!ok) {
         ReportError(u"ReadFrom"_s,
-                    errorPrefix(fault) +
-                        u" occurred while reading a value from the data structure containing "_s +
-                        m_fileName + u".\r\nIni Section Name = "_s + section + u", Item Key = "_s +
-                        key);
+                    storeFaultMessage(fault, u"reading a value from"_s, m_fileName, section, key));
     }
     return result;
 }
@@ -163,10 +179,7 @@ void clsINI::WriteTo(QString section, const QString &key, const QString &value)
     });
     if (!ok) {
         ReportError(u"WriteTo"_s,
-                    errorPrefix(fault) +
-                        u" occurred while writing a value to the data structure containing "_s +
-                        m_fileName + u".\r\nIni Section Name = "_s + section + u", Item Key = "_s +
-                        key);
+                    storeFaultMessage(fault, u"writing a value to"_s, m_fileName, section, key));
     }
 }
 
@@ -192,8 +205,7 @@ void clsINI::LoadIniFile(const QString &path)
         LoadIniBytes(path, bytes);
     });
     if (!ok || fault.number != 0) {
-        ReportError(u"LoadIniFile"_s,
-                    errorPrefix(fault) + u" occurred while reading "_s + path + u" from disk."_s);
+        ReportError(u"LoadIniFile"_s, diskFaultMessage(fault, u"reading"_s, path, u"from"_s));
     }
 }
 
@@ -232,8 +244,7 @@ void clsINI::WriteIniFile()
         m_dirty = false;
     });
     if (!ok || fault.number != 0) {
-        ReportError(u"WriteIniFile"_s, errorPrefix(fault) + u" occurred while writing "_s +
-                                           m_fileName + u" to disk."_s);
+        ReportError(u"WriteIniFile"_s, diskFaultMessage(fault, u"writing"_s, m_fileName, u"to"_s));
     }
 }
 

@@ -8,12 +8,14 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QThread>
 
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <functional>
 
@@ -22,19 +24,50 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Reads events of `display` until `match` accepts one or 5 s pass.
-bool waitForEvent(Display *display, const std::function<bool(const XClientMessageEvent &)> &match)
+// Reads the events `display` has pending; true when `match` accepts one.
+bool receivedEvent(Display *display, const std::function<bool(const XClientMessageEvent &)> &match)
 {
-    for (QDeadlineTimer deadline(5000); !deadline.hasExpired(); QThread::msleep(10)) {
-        while (XPending(display)) {
-            XEvent event;
-            XNextEvent(display, &event);
-            if (event.type == ClientMessage && match(event.xclient))
-                return true;
-        }
+    while (XPending(display)) {
+        XEvent event;
+        XNextEvent(display, &event);
+        if (event.type == ClientMessage && match(event.xclient))
+            return true;
     }
     return false;
 }
+
+// A child that runs until the test lets it go: it waits for a line on a
+// named pipe. The test holds the pipe open (not inherited by the child), so
+// the line stays there even when written before the child opens its end.
+class GatedChild
+{
+public:
+    GatedChild()
+    {
+        if (m_dir.isValid() && ::mkfifo(QFile::encodeName(path()).constData(), 0600) == 0)
+            m_fd = ::open(QFile::encodeName(path()).constData(), O_RDWR | O_CLOEXEC);
+    }
+    ~GatedChild()
+    {
+        if (m_fd >= 0)
+            ::close(m_fd);
+    }
+    GatedChild(const GatedChild &) = delete;
+    GatedChild &operator=(const GatedChild &) = delete;
+
+    bool isValid() const { return m_fd >= 0; }
+    std::string commandLine() const
+    {
+        return "sh -c \"read line < " + QFile::encodeName(path()).toStdString() + '"';
+    }
+    bool release() { return ::write(m_fd, "\n", 1) == 1; }
+
+private:
+    QString path() const { return m_dir.filePath(u"gate"_s); }
+
+    QTemporaryDir m_dir;
+    int m_fd = -1;
+};
 
 } // namespace
 
@@ -91,7 +124,7 @@ private slots:
     {
         QTest::addColumn<QString>("line");
         QTest::addColumn<QString>("parts"); // the program, then each argument, after a "|"
-        QTest::newRow("plain") << u"sleep 5"_s << u"sleep|5"_s;
+        QTest::newRow("plain") << u"cat 5"_s << u"cat|5"_s;
         QTest::newRow("quoted program keeps its backslashes")
             << uR"("C:\Program Files\Orvex\oxzip.exe" -add "copia de x.zip" *.ini)"_s
             << uR"(C:\Program Files\Orvex\oxzip.exe|-add|copia de x.zip|*.ini)"_s;
@@ -124,20 +157,34 @@ private slots:
         QTRY_VERIFY(!pw->isRunning(quick));
         pw->release(quick);
 
-        const ProcessToken slow = pw->startProcess("sleep 30");
+        GatedChild slowGate;
+        QVERIFY(slowGate.isValid());
+        const ProcessToken slow = pw->startProcess(slowGate.commandLine());
         QVERIFY(slow != 0 && pw->isRunning(slow));
-        ::kill(static_cast<pid_t>(slow), SIGKILL);
+        QVERIFY(slowGate.release());
         QTRY_VERIFY(!pw->isRunning(slow));
         pw->release(slow);
 
+        // Ended by a signal: seen as ended all the same.
+        GatedChild killedGate;
+        QVERIFY(killedGate.isValid());
+        const ProcessToken killed = pw->startProcess(killedGate.commandLine());
+        QVERIFY(killed != 0 && pw->isRunning(killed));
+        ::kill(static_cast<pid_t>(killed), SIGKILL);
+        QTRY_VERIFY(!pw->isRunning(killed));
+        pw->release(killed);
+
         // Released while still running: ending later must not leave a zombie.
-        const ProcessToken detached = pw->startProcess("sleep 30", {}, StartMode::NormalWindow);
+        GatedChild detachedGate;
+        QVERIFY(detachedGate.isValid());
+        const ProcessToken detached =
+            pw->startProcess(detachedGate.commandLine(), {}, StartMode::NormalWindow);
         QVERIFY(detached != 0);
         pw->release(detached);
         QVERIFY(!pw->isRunning(detached)); // forgotten, whatever it does
         const QString proc = u"/proc/"_s + QString::number(detached);
         QVERIFY(QFileInfo::exists(proc));
-        ::kill(static_cast<pid_t>(detached), SIGKILL);
+        QVERIFY(detachedGate.release());
         QTRY_VERIFY((pw->isRunning(0), !QFileInfo::exists(proc)));
 
         QCOMPARE(pw->startProcess(""), ProcessToken(0));
@@ -210,16 +257,21 @@ private slots:
         QCOMPARE(pw->findWindowByClass("orvexprob"), WindowHandle(0));
 
         const Atom deleteWindow = XInternAtom(d, "WM_DELETE_WINDOW", False);
-        QVERIFY(pw->postClose(modern));
-        QVERIFY(waitForEvent(d, [&](const XClientMessageEvent &e) {
-            return e.window == modern && e.message_type == XInternAtom(d, "WM_PROTOCOLS", False) &&
+        const Atom protocols = XInternAtom(d, "WM_PROTOCOLS", False);
+        const Atom closeWindow = XInternAtom(d, "_NET_CLOSE_WINDOW", False);
+        const auto deleteRequestToModern = [&](const XClientMessageEvent &e) {
+            return e.window == modern && e.message_type == protocols &&
                    Atom(e.data.l[0]) == deleteWindow;
-        }));
+        };
+        const auto closeRequestToLegacy = [&](const XClientMessageEvent &e) {
+            return e.window == legacy && e.message_type == closeWindow;
+        };
+        // Reading an event consumes it, and QTRY_VERIFY asks once more at the end.
+        bool deleteSeen = false, closeSeen = false;
+        QVERIFY(pw->postClose(modern));
+        QTRY_VERIFY((deleteSeen = deleteSeen || receivedEvent(d, deleteRequestToModern)));
         QVERIFY(pw->postClose(legacy));
-        QVERIFY(waitForEvent(d, [&](const XClientMessageEvent &e) {
-            return e.window == legacy &&
-                   e.message_type == XInternAtom(d, "_NET_CLOSE_WINDOW", False);
-        }));
+        QTRY_VERIFY((closeSeen = closeSeen || receivedEvent(d, closeRequestToLegacy)));
 
         // A handle that is no (longer a) window fails quietly instead of ending
         // the program through Xlib's default error handler.

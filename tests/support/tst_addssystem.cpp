@@ -1,3 +1,4 @@
+#include "common/FakeClock.h"
 #include "common/TestSupport.h"
 #include "platform/ProcessWindows.h"
 #include "platform/SoundPlayer.h"
@@ -7,11 +8,9 @@
 #include <QTest>
 #include <QTimer>
 
+#include <limits>
 #include <map>
-
-#ifndef Q_OS_WIN
-#include <signal.h>
-#endif
+#include <optional>
 
 using namespace orvex;
 using namespace orvex::platform;
@@ -19,15 +18,21 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Windows known by title and class; records what it was asked to close.
-// Processes are real.
+// Windows known by title and class; records what it was asked to close. Its
+// one process runs until the test says it has ended: starting and watching
+// real processes is the platform tests' business.
 class FakeProcessWindows : public ProcessWindows
 {
 public:
+    static constexpr ProcessToken Started = 77;
+
     std::map<std::string, WindowHandle> titles, classes;
     std::vector<WindowHandle> closed;
-    std::unique_ptr<ProcessWindows> real = createProcessWindows();
-    ProcessToken lastStarted = 0;
+    std::string startedLine;
+    StartMode startedMode = StartMode::NormalWindow;
+    bool startFails = false;
+    bool running = false;
+    std::vector<ProcessToken> released;
     bool runningWhenReleased = false;
 
     bool hasWindowList() override { return true; }
@@ -38,16 +43,20 @@ public:
         closed.push_back(window);
         return true;
     }
-    ProcessToken startProcess(const std::string &line, const std::string &dir,
-                              StartMode mode) override
+    ProcessToken startProcess(const std::string &line, const std::string &, StartMode mode) override
     {
-        return lastStarted = real->startProcess(line, dir, mode);
+        startedLine = line;
+        startedMode = mode;
+        if (startFails)
+            return 0;
+        running = true;
+        return Started;
     }
-    bool isRunning(ProcessToken p) override { return real->isRunning(p); }
+    bool isRunning(ProcessToken p) override { return p == Started && running; }
     void release(ProcessToken p) override
     {
         runningWhenReleased = isRunning(p);
-        real->release(p);
+        released.push_back(p);
     }
 };
 
@@ -69,13 +78,7 @@ public:
     void stop() override { playing = false; }
 };
 
-#ifdef Q_OS_WIN
-const QString LongCommand = u"ping -n 6 127.0.0.1"_s;
-const QString ShortCommand = u"ping -n 2 127.0.0.1"_s;
-#else
-const QString LongCommand = u"sleep 5"_s;
-const QString ShortCommand = u"sleep 1"_s;
-#endif
+const QString Command = u"\"C:\\Orvex\\ayudante.exe\" -x"_s;
 
 } // namespace
 
@@ -119,13 +122,41 @@ private slots:
         AddsSystem sys(AddsServices{});
         sys.App_Close(u"Orvex"_s);
         QVERIFY(!sys.App_IsRunningForNT(u"Orvex"_s));
-        QVERIFY(!sys.Win_RunApp(ShortCommand));
+        QVERIFY(!sys.Win_RunApp(Command));
         QCOMPARE(sys.Sonido_PlayWav(u"x.wav"_s, 1, false), qint16(0));
         const QString name = sys.NET_CurrentMachineName();
         QVERIFY(!name.isEmpty() && !name.contains(QChar(0)));
     }
 
-    void runAndWaitKeepsEventsFlowing()
+    // The child ends when a timer of the test says so: the wait can only
+    // return if events kept running while it waited.
+    void runAndWaitWaitsForTheEnd_data()
+    {
+        QTest::addColumn<std::optional<qint32>>("timeoutSeconds");
+        QTest::newRow("no time-out") << std::optional<qint32>();
+        QTest::newRow("negative time-out: no limit") << std::optional<qint32>(-1);
+        QTest::newRow("time-out not reached") << std::optional<qint32>(3600);
+    }
+    void runAndWaitWaitsForTheEnd()
+    {
+        QFETCH(std::optional<qint32>, timeoutSeconds);
+        FakeProcessWindows pw;
+        AddsSystem sys({.processWindows = &pw});
+        bool ended = false;
+        QObject scope; // a wait that returned early must not leave the timer behind
+        QTimer::singleShot(20, &scope, [&] {
+            pw.running = false;
+            ended = true;
+        });
+        sys.Win_RunAppAndWait(Command, u"no usado"_s, timeoutSeconds);
+        QVERIFY(ended);
+        QCOMPARE(pw.startedLine, Command.toStdString());
+        QCOMPARE(pw.startedMode, StartMode::Inherit);
+        QCOMPARE(pw.released, std::vector<ProcessToken>{FakeProcessWindows::Started});
+        QVERIFY(!pw.runningWhenReleased);
+    }
+
+    void runAndWaitHonoursItsTimeOut()
     {
         FakeProcessWindows pw;
         AddsSystem sys({.processWindows = &pw});
@@ -135,38 +166,54 @@ private slots:
         timer.start(100);
         QElapsedTimer clock;
         clock.start();
-        sys.Win_RunAppAndWait(LongCommand, {}, 1);
-        QVERIFY2(clock.elapsed() >= 900 && clock.elapsed() < 4000,
-                 QByteArray::number(clock.elapsed()));
-        QVERIFY(pw.lastStarted != 0);
+        sys.Win_RunAppAndWait(Command, {}, 1);
+        QVERIFY2(clock.elapsed() >= 900, QByteArray::number(clock.elapsed())); // it did wait
+        QVERIFY(ticks >= 1);
         QVERIFY(pw.runningWhenReleased); // left running, only no longer waited for
-        QVERIFY(ticks >= 3);
-#ifndef Q_OS_WIN
-        ::kill(static_cast<pid_t>(pw.lastStarted), SIGKILL);
-#endif
-        // Without a time-out it waits for the end.
-        ticks = 0;
-        clock.restart();
-        sys.Win_RunAppAndWait(ShortCommand, u"no usado"_s);
-        QVERIFY(clock.elapsed() >= 900);
-        QVERIFY(!pw.runningWhenReleased);
-        QVERIFY(ticks >= 3);
+        QCOMPARE(pw.released, std::vector<ProcessToken>{FakeProcessWindows::Started});
+
+        pw.released.clear();
+        sys.Win_RunAppAndWait(Command, {}, 0); // looks once, does not wait
+        QVERIFY(pw.runningWhenReleased);
+        QCOMPARE(pw.released, std::vector<ProcessToken>{FakeProcessWindows::Started});
+
+        // Nothing started, nothing to wait for or release.
+        pw.released.clear();
+        pw.startFails = true;
+        sys.Win_RunAppAndWait(Command);
+        QVERIFY(pw.released.empty());
     }
 
-    void pauseLetsTimersFire()
+    // Pauses run on the clock: the length is rounded to whole milliseconds,
+    // and pending events get their turn.
+    void pauseRunsOnTheClock_data()
     {
-        AddsSystem sys(AddsServices{});
+        QTest::addColumn<double>("seconds");
+        QTest::addColumn<int>("pauses");
+        QTest::addColumn<qint64>("ms");
+        QTest::newRow("0.3 s") << 0.3 << 1 << qint64(300);
+        QTest::newRow("rounded up") << 0.0015 << 1 << qint64(2);
+        QTest::newRow("below half a millisecond") << 0.0004 << 1 << qint64(0);
+        QTest::newRow("beyond 32-bit milliseconds")
+            << 1e10 << 1 << qint64(std::numeric_limits<int>::max());
+        QTest::newRow("zero") << 0.0 << 0 << qint64(0);
+        QTest::newRow("negative") << -1.0 << 0 << qint64(0);
+        QTest::newRow("not a number") << std::numeric_limits<double>::quiet_NaN() << 0 << qint64(0);
+    }
+    void pauseRunsOnTheClock()
+    {
+        QFETCH(double, seconds);
+        QFETCH(int, pauses);
+        test::FakeClock clock;
+        const QDateTime start = clock.now();
+        AddsSystem sys({.clock = &clock});
         bool fired = false;
-        QTimer::singleShot(50, [&] { fired = true; });
-        QElapsedTimer clock;
-        clock.start();
-        sys.DateTime_PausaTimer(0.3);
-        QVERIFY(clock.elapsed() >= 280);
-        QVERIFY(fired);
-        clock.restart();
-        sys.DateTime_PausaTimer(-1);
-        sys.DateTime_PausaTimer(0);
-        QVERIFY(clock.elapsed() < 100);
+        QObject scope;
+        QTimer::singleShot(0, &scope, [&] { fired = true; });
+        sys.DateTime_PausaTimer(seconds);
+        QCOMPARE(clock.pauses, pauses);
+        QTEST(start.msecsTo(clock.now()), "ms");
+        QCOMPARE(fired, pauses > 0);
     }
 
     void playWavWaitsOnlyWhenSynchronous()
@@ -206,12 +253,9 @@ private slots:
         AddsSystem sys({.sound = player.get()});
         QCOMPARE(sys.Sonido_PlayWav(dir.filePath(u"no-existe.wav"_s), 1, false), qint16(0));
         QCOMPARE(sys.Sonido_PlayWav(bad, 1, false), qint16(0));
-        // With or without an audio device, a synchronous play ends within the
-        // sound's length (2 x 100 ms) plus the start margin.
-        QElapsedTimer clock;
-        clock.start();
+        // With or without an audio device, a synchronous play returns once
+        // the sound has ended.
         QCOMPARE(sys.Sonido_PlayWav(good, 2, false), qint16(1));
-        QVERIFY2(clock.elapsed() < 4000, QByteArray::number(clock.elapsed()));
         QVERIFY(!player->isPlaying());
         QCOMPARE(sys.Sonido_PlayWav(good, 1, true), qint16(1));
         QTRY_VERIFY_WITH_TIMEOUT(!player->isPlaying(), 4000);

@@ -53,14 +53,12 @@ class TestClsIni : public QObject
     QTemporaryDir m_dir;
     const QString m_a = m_dir.filePath(u"a.ini"_s), m_b = m_dir.filePath(u"b.ini"_s);
 
-    // For AddsSettings: two files, and one with a two-letter name in the
-    // current folder.
+    // For AddsSettings: two files, and one with a two-letter name.
     void settingsFiles()
     {
-        QVERIFY(QDir::setCurrent(m_dir.path()));
         QVERIFY(writeBytes(m_a, "[s]\r\nk=from a\r\n"));
         QVERIFY(writeBytes(m_b, "[s]\r\nk=from b\r\n"));
-        QVERIFY(writeBytes(u"ab"_s, "[s]\r\nk=from ab\r\n"));
+        QVERIFY(writeBytes(m_dir.filePath(u"ab"_s), "[s]\r\nk=from ab\r\n"));
     }
     QString setting(AddsSettings &s) { return s.INI_GetString(u"S"_s, u"K"_s, kDot); }
 
@@ -198,7 +196,10 @@ private slots:
     void settingsShortNameLoadsNothing()
     {
         settingsFiles();
-        AddsSettings settings{{}};
+        // The two-letter name would be found in the working folder.
+        const orvex::test::WorkingFolder here(m_dir.path());
+        QVERIFY(here.isSet());
+        AddsSettings settings;
         QCOMPARE(settings.INI_GetString(u"s"_s, u"k"_s, u" d "_s), u"d"_s);
         settings.INI_SetFileName(u"ab"_s);
         QCOMPARE(settings.INI_FileName, QVariant(QString()));
@@ -212,7 +213,7 @@ private slots:
     void settingsLastFileName()
     {
         settingsFiles();
-        AddsSettings settings{{}};
+        AddsSettings settings;
         settings.INI_SetFileName(m_a);
         settings.INI_SetLastFileName();
         QCOMPARE(setting(settings), kDot);
@@ -229,7 +230,7 @@ private slots:
     void settingsPutString()
     {
         settingsFiles();
-        AddsSettings settings{{}};
+        AddsSettings settings;
         settings.INI_SetFileName(m_a);
         QCOMPARE(settings.INI_PutString(u"s"_s, u"k"_s, u"A\u00F1o"_s), qint16(0));
         QCOMPARE(readBytes(m_a), QByteArray("[s]\r\nk=A\xF1o\r\n"));

@@ -12,7 +12,7 @@ class tst_Utilities : public QObject
 {
     Q_OBJECT
 
-    AddsUtilities m_utils{AddsServices{}};
+    AddsUtilities m_utils;
 
 private slots:
 
