@@ -55,8 +55,7 @@ class Unattended final : public platform::MessageBoxes
 public:
     platform::Answer show(const platform::MessageBoxRequest &r) override
     {
-        return r.buttons == platform::BoxButtons::Ok ? platform::Answer::Ok
-                                                      : platform::Answer::No;
+        return r.buttons == platform::BoxButtons::Ok ? platform::Answer::Ok : platform::Answer::No;
     }
     std::optional<QString> inputBox(const platform::InputBoxRequest &) override { return {}; }
 };
@@ -82,8 +81,8 @@ void resetPeak()
 void writeConfiguration(const QString &folder)
 {
     QRandomGenerator random(20261123);
-    const char *words[] = {"Sendaro", "Casos", "Eventos", "Norte", "Sur", "Grúa", "Móvil",
-                           "Prestador", "Demora", "Zona", "Servidor", "Usuario"};
+    const char *words[] = {"Sendaro", "Casos",     "Eventos", "Norte", "Sur",      "Grúa",
+                           "Móvil",   "Prestador", "Demora",  "Zona",  "Servidor", "Usuario"};
     for (int f = 0; f < 200; ++f) {
         QByteArray text;
         for (int s = 0; text.size() < 25 * 1024 + 200; ++s) {
@@ -117,11 +116,12 @@ int main(int argc, char **argv)
     QTemporaryDir data;
     QProcess centre;
     centre.start(bin + u"orvex-centre"_s,
-                 {u"--data"_s, data.path(), u"--listen"_s, u"127.0.0.1"_s, u"--home-port"_s,
-                  u"0"_s, u"--keepalive-port"_s, u"0"_s, u"--datagram-port"_s, u"0"_s,
-                  u"--delays-port"_s, u"0"_s, u"--archiver"_s, bin + u"oxzip"_s});
+                 {u"--data"_s, data.path(), u"--listen"_s, u"127.0.0.1"_s, u"--home-port"_s, u"0"_s,
+                  u"--keepalive-port"_s, u"0"_s, u"--datagram-port"_s, u"0"_s, u"--delays-port"_s,
+                  u"0"_s, u"--archiver"_s, bin + u"oxzip"_s});
     centre.waitForReadyRead(20000);
-    const auto port = QRegularExpression(u"home=(\\d+)"_s).match(QString::fromLatin1(centre.readLine()));
+    const auto port =
+        QRegularExpression(u"home=(\\d+)"_s).match(QString::fromLatin1(centre.readLine()));
     if (!port.hasMatch()) {
         std::fprintf(stderr, "orvex-centre did not start (built beside?)\n");
         return 1;
@@ -134,8 +134,8 @@ int main(int argc, char **argv)
     Unattended boxes;
     auto processes = platform::createProcessWindows();
     auto transfer = platform::createFileTransfer();
-    Adds adds(AddsServices{.processWindows = processes.get(), .messageBoxes = &boxes,
-                           .clock = &clock});
+    Adds adds(
+        AddsServices{.processWindows = processes.get(), .messageBoxes = &boxes, .clock = &clock});
     platform::SocketX socket;
     ActionContext c;
     c.adds = &adds;
@@ -165,8 +165,8 @@ int main(int argc, char **argv)
                 backup.restore(u"Grúas del Sur"_s, u"bench"_s);
             const double ms = double(t.elapsed());
             const double peakMiB = double(statusKiB("VmHWM:") - before) / 1024.0;
-            const bool ok = save ? avance == u"Backup correcto!."_s
-                                 : avance == u"Instalacion finalizada!."_s;
+            const bool ok =
+                save ? avance == u"Backup correcto!."_s : avance == u"Instalacion finalizada!."_s;
             if (!ok) {
                 std::fprintf(stderr, "round %d: %s ended with \"%s\"\n", r,
                              save ? "save" : "restore", qPrintable(avance));
@@ -192,8 +192,7 @@ int main(int argc, char **argv)
     std::printf("%d rounds after a warm-up, medians:\n", rounds);
     std::printf("  save:    %6.0f ms, of which %4.0f ms mandated pauses; peak +%.1f MiB = %.2f x "
                 "request\n",
-                median(saveMs), median(savePause), median(savePeak),
-                median(savePeak) / requestMiB);
+                median(saveMs), median(savePause), median(savePeak), median(savePeak) / requestMiB);
     std::printf("  restore: %6.0f ms, of which %4.0f ms mandated pauses; peak +%.1f MiB\n",
                 median(restoreMs), median(restorePause), median(restorePeak));
     centre.terminate();

@@ -47,17 +47,14 @@ void ConfigurationBackup::save(const QString &company, const QString &pcName)
                                    quoted(path(u"*.ini"_s)) + u' ' + quoted(path(u"*.dbs"_s)),
                                u"/"_s, false, false, false);
 
-    // The archive's bytes travel escaped inside the query of one request.
-    QByteArray bytes;
-    if (QFile file(archive); file.open(QIODevice::ReadOnly))
-        bytes = file.readAll();
+    // The archive's bytes travel escaped inside the query of one request,
+    // built in place: the request is the largest thing the agent holds.
     QString url = u"http://"_s + m_ctx.homeHost + u"/ox/uploadconfiguration.cgi?empresa="_s +
                   AddsUtilities::URL_Encode(company) + u"&pcname="_s +
-                  AddsUtilities::URL_Encode(pcName) + u"&filename=Configuracion.zip&content="_s +
-                  AddsUtilities::URL_EncodeBytes(bytes);
-    bytes.clear();
-    const AnsiText reply =
-        adds.NET_HTTPget(*m_ctx.socket, std::move(url), {}, {}, 0, {}, m_ctx.labelStatus);
+                  AddsUtilities::URL_Encode(pcName) + u"&filename=Configuracion.zip&content="_s;
+    if (QFile file(archive); file.open(QIODevice::ReadOnly))
+        AddsUtilities::appendUrlEncoded(url, file.readAll());
+    const AnsiText reply = adds.NET_HTTPget(*m_ctx.socket, url, {}, {}, 0, {}, m_ctx.labelStatus);
     if (reply.contains(u"R:OK"_s)) {
         m_ctx.setLabelAvance(u"Backup correcto!."_s);
         return;

@@ -32,6 +32,10 @@ namespace {
 constexpr int kCreateWaitMs = 20000;
 constexpr int kConnectWaitMs = 10000;
 constexpr int kSendWaitMs = 10000;
+// Characters of a request's path handed to the socket at a time.
+constexpr qsizetype kRequestPiece = 256 * 1024;
+// Characters of a path the debug log shows.
+constexpr qsizetype kLoggedPath = 200;
 constexpr int kCloseWaitMs = 10000;
 constexpr int kSettleMs = 500;
 constexpr qint16 kDefaultTimeOutSeconds = 10;
@@ -53,38 +57,56 @@ struct Target
 {
     QString host;
     qint32 port = 80;
-    QString path;
+    // The path is `head` followed by `tail`, a view into the URL: a request
+    // may carry megabytes in its query, which are not copied.
+    QString head;
+    QStringView tail;
+    qsizetype pathSize() const { return head.size() + tail.size(); }
 };
+
+// Cuts `w` at the first `separator`: the part before it is returned and the
+// rest stays in `w`.
+QStringView cutAt(QStringView &w, QStringView separator)
+{
+    const qsizetype p = w.indexOf(separator);
+    const QStringView part = w.left(p);
+    w = w.mid(p + separator.size());
+    return part;
+}
 
 Target parseUrl(const QString &url, const QString &path, const QString &port)
 {
     Target t;
-    QString w = url;
+    QStringView w = url;
     QString scheme;
     if (w.contains(u"://"))
-        scheme = AddsUtilities::Var_GetPart(w, u"://"_s, true).toUpper();
+        scheme = cutAt(w, u"://").toString().toUpper();
     if (w.contains(u':')) {
-        t.host = AddsUtilities::Var_GetPart(w, u":"_s, true);
+        t.host = cutAt(w, u":").toString();
         // Without a "/" the port text stays in w and so becomes the path.
-        t.port = numericValue(w.contains(u'/') ? AddsUtilities::Var_GetPart(w, u"/"_s, true) : w);
+        t.port = numericValue(w.contains(u'/') ? cutAt(w, u"/").toString() : w.toString());
         if (t.port == 0)
             t.port = 80;
     } else {
         if (w.contains(u'/')) {
-            t.host = AddsUtilities::Var_GetPart(w, u"/"_s, true);
+            t.host = cutAt(w, u"/").toString();
         } else {
-            t.host = w;
-            w.clear();
+            t.host = w.toString();
+            w = {};
         }
         // The scheme only picks the default port; the request is HTTP anyway.
         t.port = scheme == u"FTP" ? 21 : 80;
     }
-    if (!w.isEmpty())
-        t.path = u'/' + w;
+    if (!w.isEmpty()) {
+        t.head = u"/"_s;
+        t.tail = w;
+    }
     if (!port.isEmpty())
         t.port = numericValue(port);
-    if (!path.isEmpty())
-        t.path = path;
+    if (!path.isEmpty()) {
+        t.head = path;
+        t.tail = {};
+    }
     return t;
 }
 
@@ -126,17 +148,34 @@ void closeIfOpen(SocketX &socket)
 
 // RFC 1945 section 5: request line, header lines, empty line. HTTP/1.0 has
 // no Host header, and the query is part of the path as the caller built it.
-QByteArray requestText(QString path, const QString &extraHeader)
+// The request in pieces of at most `piece` characters, as the socket
+// should take them: the head line, the path's pieces, then the headers.
+template <typename Send>
+bool sendRequest(const Target &target, const QString &extraHeader, qsizetype piece, Send send)
 {
-    if (!path.startsWith(u'/') && !path.startsWith(u'\\'))
-        path.prepend(u'/');
-    QString text = u"GET "_s + path + u" HTTP/1.0\r\n"_s + u"Accept: text/plain\r\n"_s +
+    QString head = target.head;
+    QStringView tail = target.tail;
+    const QStringView first = head.isEmpty() ? tail : QStringView(head);
+    if (!first.startsWith(u'/') && !first.startsWith(u'\\'))
+        head.prepend(u'/');
+    if (!send(ansi::encode(u"GET "_s + head)))
+        return false;
+    while (!tail.isEmpty()) {
+        qsizetype n = std::min(piece, tail.size());
+        // A character of two UTF-16 units is encoded whole.
+        if (n < tail.size() && tail[n - 1].isHighSurrogate())
+            ++n;
+        if (!send(ansi::encode(tail.left(n).toString())))
+            return false;
+        tail = tail.mid(n);
+    }
+    QString rest = u" HTTP/1.0\r\n"_s + u"Accept: text/plain\r\n"_s +
                    u"Accept-Language: en-us\r\n"_s + u"Accept-Encoding: gzip, deflate\r\n"_s +
                    u"User-Agent: Mozilla/4.0 (compatible; MSIE 5.0; Windows 98; DigExt)\r\n"_s;
     if (!extraHeader.isEmpty())
-        text += extraHeader + u"\r\n"_s;
-    text += u"Connection: Keep-Alive\r\n\r\n"_s;
-    return ansi::encode(text);
+        rest += extraHeader + u"\r\n"_s;
+    rest += u"Connection: Keep-Alive\r\n\r\n"_s;
+    return send(ansi::encode(rest));
 }
 
 bool connectTo(SocketX &socket, const Target &target)
@@ -243,16 +282,24 @@ AnsiText AddsHttp::NET_HTTPget(SocketX &Socket, const QString &URL, const QStrin
     const Target target = parseUrl(URL, Path, Port);
     AnsiText result;
     if (connectTo(Socket, target)) {
-        const QByteArray request = requestText(target.path, ExtraHeader);
-        qCDebug(lcHttp).noquote() << "GET" << target.host << target.port << target.path;
-        if (Socket.Send(request)) {
-            waitUntil(
-                [&] {
-                    return Socket.BytesSent() >= request.size() ||
-                           Socket.state() != SocketState::Connected;
-                },
-                kSendWaitMs, kIdlePollMs);
-        }
+        qCDebug(lcHttp).noquote() << "GET" << target.host << target.port
+                                  << (target.head + target.tail.left(kLoggedPath));
+        // Each piece waits until it is on its way, so the socket never holds
+        // much of a large request; once the peer stalls, the rest is handed
+        // over without waiting, as a whole request would have been.
+        bool flowing = true;
+        sendRequest(target, ExtraHeader, kRequestPiece, [&](const QByteArray &bytes) {
+            if (!Socket.Send(bytes))
+                return false;
+            if (flowing)
+                flowing = waitUntil(
+                    [&] {
+                        return Socket.BytesSent() >= bytes.size() ||
+                               Socket.state() != SocketState::Connected;
+                    },
+                    kSendWaitMs, kIdlePollMs);
+            return true;
+        });
         Socket.ClearError();
         const int seconds = TimeOutSeconds == 0 ? kDefaultTimeOutSeconds : TimeOutSeconds;
         QByteArray reply;

@@ -238,7 +238,13 @@ QString AddsUtilities::Var_Translate(const QString &text, const QString &find,
 QString AddsUtilities::URL_EncodeBytes(QByteArrayView bytes)
 {
     QString out;
-    out.reserve(bytes.size() * 3);
+    appendUrlEncoded(out, bytes);
+    return out;
+}
+
+void AddsUtilities::appendUrlEncoded(QString &out, QByteArrayView bytes)
+{
+    out.reserve(out.size() + bytes.size() * 3);
     for (const char b : bytes) {
         const auto c = static_cast<unsigned char>(b);
         if (isAsciiAlnum(c))
@@ -248,7 +254,6 @@ QString AddsUtilities::URL_EncodeBytes(QByteArrayView bytes)
         else
             appendEscape(out, c);
     }
-    return out;
 }
 
 QString AddsUtilities::URL_Encode(const QString &text)

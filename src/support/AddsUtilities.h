@@ -43,6 +43,8 @@ public:
     static QString URL_Encode(const QString &text);
     // The same rule over bytes that already are ANSI (a file's content).
     static QString URL_EncodeBytes(QByteArrayView bytes);
+    // The same escapes, appended to `out` (large requests are built in place).
+    static void appendUrlEncoded(QString &out, QByteArrayView bytes);
 
     // True for a dotted IPv4 number: exactly four parts separated by ".",
     // each 1 to 3 ASCII digits with a value 0..255 and no leading zero
