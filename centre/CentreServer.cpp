@@ -43,11 +43,13 @@ QString htmlEscaped(const QString &text)
 
 } // namespace
 
+// "Content-length" as the centre spells it: the agent's client looks for
+// that spelling to show how far a transfer got (HTTP does not mind).
 QByteArray reply(int status, const QByteArray &reason, const QByteArray &body,
                  const QByteArray &type)
 {
     return "HTTP/1.0 " + QByteArray::number(status) + ' ' + reason + "\r\nContent-Type: " + type +
-           "\r\nContent-Length: " + QByteArray::number(body.size()) +
+           "\r\nContent-length: " + QByteArray::number(body.size()) +
            "\r\nConnection: close\r\n\r\n" + body;
 }
 

@@ -181,7 +181,7 @@ private slots:
                  u"Grúa Norte\t01:30\t\r\n"_s);
         const QByteArray back =
             get(p.home, "/ox/downloadconfiguration.cgi?empresa=Gr%FAa+Sur&pcname=PC%2D1");
-        const QByteArray length = "\r\nContent-Length: " + QByteArray::number(archive.size());
+        const QByteArray length = "\r\nContent-length: " + QByteArray::number(archive.size());
         QVERIFY(back.contains(length));
         QCOMPARE(body(back), archive);
         QVERIFY(get(p.home, "/ox/downloadconfiguration.cgi?empresa=X&pcname=Y")
@@ -215,7 +215,7 @@ private slots:
         QCOMPARE(body(file("bin%5CTool%2Eexe", "2%2E0%2E0%2E0")), "OK"_ba);
         QCOMPARE(body(file("Ayuda%2Ehlp", "0%2E0%2E0%2E0")), "ayuda sin version"_ba);
         const QByteArray cut = file("Grande%2Edat", "0%2E0%2E0%2E0");
-        QVERIFY(cut.contains("Content-Length: 1000\r\n"));
+        QVERIFY(cut.contains("Content-length: 1000\r\n"));
         QCOMPARE(body(cut).size(), 500);
         QCOMPARE(body(file("..%2FOrvex%2Eini", "0")), "NO"_ba); // only listed names
     }
