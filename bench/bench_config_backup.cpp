@@ -25,6 +25,7 @@
 #include <QTemporaryDir>
 
 #include <algorithm>
+#include <malloc.h>
 #include <cstdio>
 #include <fstream>
 #include <string>
@@ -110,6 +111,11 @@ double median(std::vector<double> v)
 
 int main(int argc, char **argv)
 {
+    // Large blocks always from the system and back to it when freed: else
+    // the allocator keeps what one round freed, the next round reuses it,
+    // and its peak would not show above where it started.
+    mallopt(M_MMAP_THRESHOLD, 128 * 1024);
+    mallopt(M_TRIM_THRESHOLD, 128 * 1024);
     QCoreApplication app(argc, argv);
     const int rounds = argc > 1 ? std::max(1, atoi(argv[1])) : 5;
     const QString bin = QCoreApplication::applicationDirPath() + u"/../src/app/"_s;
