@@ -37,11 +37,10 @@ std::string encodeAnsi(std::u16string_view text)
     return out;
 }
 
-std::u16string decodeAnsi(std::string_view bytes)
+std::size_t decodeAnsiTo(std::string_view bytes, char16_t *out)
 {
     // A plain widening loop, which the compiler vectorises; only bytes in
     // 0x80..0x9F need the table, and most text has none.
-    std::u16string out(bytes.size(), u'\0');
     const auto *p = reinterpret_cast<const unsigned char *>(bytes.data());
     unsigned char high = 0;
     for (std::size_t i = 0; i < bytes.size(); ++i) {
@@ -49,11 +48,18 @@ std::u16string decodeAnsi(std::string_view bytes)
         high |= static_cast<unsigned char>((p[i] & 0xE0) == 0x80);
     }
     if (high) {
-        for (char16_t &c : out) {
-            if (c >= 0x80 && c <= 0x9F)
-                c = kHigh[c - 0x80];
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            if (out[i] >= 0x80 && out[i] <= 0x9F)
+                out[i] = kHigh[out[i] - 0x80];
         }
     }
+    return bytes.size();
+}
+
+std::u16string decodeAnsi(std::string_view bytes)
+{
+    std::u16string out(bytes.size(), u'\0');
+    out.resize(decodeAnsiTo(bytes, out.data()));
     return out;
 }
 

@@ -21,17 +21,20 @@ std::string encodeAnsi(std::u16string_view text)
     return out;
 }
 
-std::u16string decodeAnsi(std::string_view bytes)
+std::size_t decodeAnsiTo(std::string_view bytes, char16_t *out)
 {
     if (bytes.empty())
-        return {};
+        return 0;
     const int length = static_cast<int>(bytes.size());
-    const int chars = MultiByteToWideChar(CP_ACP, 0, bytes.data(), length, nullptr, 0);
-    if (chars <= 0)
-        return {};
-    std::u16string out(static_cast<std::size_t>(chars), u'\0');
-    MultiByteToWideChar(CP_ACP, 0, bytes.data(), length, reinterpret_cast<wchar_t *>(out.data()),
-                        chars);
+    const int chars = MultiByteToWideChar(CP_ACP, 0, bytes.data(), length,
+                                          reinterpret_cast<wchar_t *>(out), length);
+    return chars > 0 ? static_cast<std::size_t>(chars) : 0;
+}
+
+std::u16string decodeAnsi(std::string_view bytes)
+{
+    std::u16string out(bytes.size(), u'\0');
+    out.resize(decodeAnsiTo(bytes, out.data()));
     return out;
 }
 

@@ -1,5 +1,4 @@
 #include "support/AddsSettings.h"
-
 #include "support/clsINI.h"
 
 namespace orvex {
@@ -24,7 +23,29 @@ void AddsSettings::loadCurrent()
         return;
     }
     INI_FileName = CurrentFileName;
+    // Described before it is read: a change made meanwhile is read next time.
+    m_readAs = describe(CurrentFileName);
+    if (m_setAside && m_setAside->path == m_readAs.path && m_setAside->exists == m_readAs.exists &&
+        m_setAside->size == m_readAs.size && m_setAside->modified == m_readAs.modified) {
+        store() = *m_setAside->store; // shares the lines, copies nothing
+        return;
+    }
     store().LoadIniFile(CurrentFileName);
+}
+
+AddsSettings::LoadedFile AddsSettings::describe(const QString &path)
+{
+    // Straight from the file system: QFileInfo's time goes through the
+    // local time zone, which costs more than reading a small file.
+    namespace fs = std::filesystem;
+    const fs::path file(path.toStdU16String());
+    std::error_code error;
+    LoadedFile seen{nullptr, path, fs::is_regular_file(file, error), 0, {}};
+    if (seen.exists) {
+        seen.size = static_cast<qint64>(fs::file_size(file, error));
+        seen.modified = fs::last_write_time(file, error);
+    }
+    return seen;
 }
 
 void AddsSettings::INI_SetFileName(QString name)
@@ -68,7 +89,15 @@ qint16 AddsSettings::INI_PutString(QString section, QString key, QString value, 
 void AddsSettings::INI_PurgeBuffer()
 {
     clsINI &ini = store();
+    const bool written = ini.Dirty();
     ini.WriteIniFile();
+    const QString name = ini.FileName().toString();
+    m_setAside.reset();
+    if (!ini.Dirty() && !name.isEmpty() && (written || m_readAs.path == name)) {
+        m_setAside = written ? describe(name) : std::move(m_readAs);
+        m_setAside->store = std::make_unique<clsINI>(ini);
+    }
+    m_readAs = {};
     ini.Clear();
     ini.FileName(QString());
 }

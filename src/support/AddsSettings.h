@@ -6,7 +6,9 @@
 #include <QVariant>
 #include <QtGlobal>
 
+#include <filesystem>
 #include <memory>
+#include <optional>
 
 namespace orvex {
 
@@ -44,6 +46,22 @@ private:
     QString CurrentFileName;
     QString LastFileName;
     std::unique_ptr<clsINI> m_ini;
+
+    // The last file read, as the store held it when it was set aside, and
+    // how the disk showed the file then: a file selected again unchanged
+    // (start-up selects "Orvex.ini" twice) is not read again.
+    struct LoadedFile
+    {
+        std::unique_ptr<clsINI> store;
+        QString path;
+        bool exists = false;
+        qint64 size = 0;
+        std::filesystem::file_time_type modified;
+    };
+    std::optional<LoadedFile> m_setAside;
+    // How the disk showed the store's file when it was read or last written.
+    LoadedFile m_readAs;
+    static LoadedFile describe(const QString &path);
 };
 
 } // namespace orvex

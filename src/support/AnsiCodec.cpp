@@ -13,9 +13,13 @@ QByteArray encode(const QString &text)
 
 QString decode(QByteArrayView bytes)
 {
-    const std::u16string text =
-        platform::decodeAnsi(std::string_view(bytes.data(), std::size_t(bytes.size())));
-    return QString(reinterpret_cast<const QChar *>(text.data()), qsizetype(text.size()));
+    // Straight into the string: a settings file decodes line by line.
+    QString text(bytes.size(), Qt::Uninitialized);
+    const std::size_t units =
+        platform::decodeAnsiTo(std::string_view(bytes.data(), std::size_t(bytes.size())),
+                               reinterpret_cast<char16_t *>(text.data()));
+    text.truncate(qsizetype(units));
+    return text;
 }
 
 } // namespace orvex::ansi

@@ -72,7 +72,7 @@ QString diskFaultMessage(const Fault &fault, const QString &doing, const QString
 
 } // namespace
 
-QString trimBlanks(QStringView text)
+QStringView trimmedBlanks(QStringView text)
 {
     qsizetype begin = 0;
     qsizetype end = text.size();
@@ -80,25 +80,44 @@ QString trimBlanks(QStringView text)
         ++begin;
     while (end > begin && text[end - 1] == u' ')
         --end;
-    return text.sliced(begin, end - begin).toString();
+    return text.sliced(begin, end - begin);
+}
+
+QString trimBlanks(QStringView text)
+{
+    return trimmedBlanks(text).toString();
+}
+
+// A line's blanks go before it is decoded: a space is the same byte in
+// every ANSI code page and never the second byte of a character.
+QByteArrayView trimmedBlankBytes(QByteArrayView line)
+{
+    qsizetype begin = 0;
+    qsizetype end = line.size();
+    while (begin < end && line[begin] == ' ')
+        ++begin;
+    while (end > begin && line[end - 1] == ' ')
+        --end;
+    return line.sliced(begin, end - begin);
 }
 
 QStringList splitIniLines(QByteArrayView bytes)
 {
     QStringList lines;
+    lines.reserve(bytes.count('\n') + 1);
     const qsizetype size = bytes.size();
     qsizetype start = 0;
     for (qsizetype i = 0; i < size; ++i) {
         const char c = bytes[i];
         if (c != '\r' && c != '\n')
             continue;
-        lines.append(trimBlanks(ansi::decode(bytes.sliced(start, i - start))));
+        lines.append(ansi::decode(trimmedBlankBytes(bytes.sliced(start, i - start))));
         if (c == '\r' && i + 1 < size && bytes[i + 1] == '\n')
             ++i;
         start = i + 1;
     }
     if (start < size)
-        lines.append(trimBlanks(ansi::decode(bytes.sliced(start))));
+        lines.append(ansi::decode(trimmedBlankBytes(bytes.sliced(start))));
     return lines;
 }
 
@@ -332,11 +351,17 @@ void clsINI::FormatSection(QString &section)
 int clsINI::FindSection(const QString &section) const
 {
     // Not trimmed on purpose: "[ Name ]" in a file is not the section "Name".
-    QString wanted = section.toLower();
-    if (!wanted.startsWith(u'['))
-        wanted = u'[' + wanted + u']';
+    // Compared in place: a look-up makes no string per header or line.
+    const bool bracketed = section.startsWith(u'[');
     for (int s = 0; s < SectionCount(); ++s) {
-        if (m_sectionNames.at(s).toLower() == wanted)
+        const QStringView name = m_sectionNames.at(s);
+        const bool same =
+            bracketed
+                ? name.compare(section, Qt::CaseInsensitive) == 0
+                : name.size() == section.size() + 2 && name.startsWith(u'[') &&
+                      name.endsWith(u']') &&
+                      name.sliced(1, section.size()).compare(section, Qt::CaseInsensitive) == 0;
+        if (same)
             return s;
     }
     return -1;
@@ -348,13 +373,13 @@ qint32 clsINI::FindKey(int section, const QString &key) const
         return -1;
     // The line's side is trimmed, the caller's key is not: a key passed with
     // blanks around it never matches.
-    const QString wanted = key.toLower();
     const qint32 first = m_sectionStart.at(section) + 1;
     const qint32 last = m_sectionStart.at(section) + m_sectionItemCount.at(section);
     for (qint32 i = first; i <= last; ++i) {
         const QString &line = m_lines.at(i);
         const qsizetype eq = line.indexOf(u'=');
-        if (eq >= 0 && trimBlanks(QStringView(line).first(eq)).toLower() == wanted)
+        if (eq >= 0 &&
+            trimmedBlanks(QStringView(line).first(eq)).compare(key, Qt::CaseInsensitive) == 0)
             return i;
     }
     return -1;

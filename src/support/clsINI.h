@@ -16,6 +16,8 @@ namespace orvex {
 
 // Blanks are spaces only; a tab at either end of a line is part of it.
 QString trimBlanks(QStringView text);
+// The same, as a view into `text`.
+QStringView trimmedBlanks(QStringView text);
 
 // The loader proper: the bytes of an INI file (ANSI code page) as lines,
 // each trimmed of blanks. CR LF, LF and a lone CR all end a line; a last line

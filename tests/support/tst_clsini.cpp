@@ -61,6 +61,12 @@ class TestClsIni : public QObject
         QVERIFY(writeBytes(m_dir.filePath(u"ab"_s), "[s]\r\nk=from ab\r\n"));
     }
     QString setting(AddsSettings &s) { return s.INI_GetString(u"S"_s, u"K"_s, kDot); }
+    static bool setModified(const QString &path, const QDateTime &when)
+    {
+        QFile f(path);
+        return f.open(QIODevice::ReadWrite) &&
+               f.setFileTime(when, QFileDevice::FileModificationTime);
+    }
 
 private slots:
     void splitsLines_data()
@@ -245,6 +251,40 @@ private slots:
         QCOMPARE(readBytes(m_a), QByteArray("[s]\r\nk=A\xF1o\r\nn=1\r\n"));
         QCOMPARE(settings.INI_DeleteAppName(u"S"_s), QVariant(true));
         QCOMPARE(readBytes(m_b), QByteArray());
+    }
+
+    // A file selected again is read again only when the disk shows it
+    // changed (size or time); start-up selects the same file twice.
+    void settingsRereadOnlyAChangedFile()
+    {
+        settingsFiles();
+        const QDateTime loaded = QDateTime::currentDateTime().addSecs(-60);
+        QVERIFY(setModified(m_a, loaded)); // a time the test can give again exactly
+        AddsSettings settings;
+        settings.INI_SetFileName(m_a);
+        QCOMPARE(setting(settings), u"from a"_s);
+
+        // The same size and time: what was read stands.
+        QVERIFY(writeBytes(m_a, "[s]\r\nk=FROM A\r\n"));
+        QVERIFY(setModified(m_a, loaded));
+        settings.INI_SetFileName(m_a);
+        QCOMPARE(setting(settings), u"from a"_s);
+
+        QVERIFY(setModified(m_a, loaded.addSecs(5)));
+        settings.INI_SetFileName(m_a);
+        QCOMPARE(setting(settings), u"FROM A"_s);
+        QVERIFY(writeBytes(m_a, "[s]\r\nk=longer than before\r\n"));
+        QVERIFY(setModified(m_a, loaded.addSecs(5)));
+        settings.INI_SetFileName(m_a);
+        QCOMPARE(setting(settings), u"longer than before"_s);
+        // A write of the store itself is what the next selection finds.
+        QCOMPARE(settings.INI_PutString(u"s"_s, u"k"_s, u"written"_s), qint16(0));
+        settings.INI_SetFileName(m_b);
+        settings.INI_SetFileName(m_a);
+        QCOMPARE(setting(settings), u"written"_s);
+        QVERIFY(QFile::remove(m_a));
+        settings.INI_SetFileName(m_a);
+        QCOMPARE(setting(settings), kDot);
     }
 
     // Random and damaged files must never crash the store or break its index.
