@@ -1,31 +1,42 @@
-// NET_HTTPget against curl on the same replies from the same loopback server.
+// NET_HTTPget against three other readers of the same replies from the same
+// loopback server:
+//   curl -o /dev/null      what the transfer costs when nothing is kept;
+//   curl -o /dev/shm/...   curl keeping the reply, in memory;
+//   bare Qt reader         a QTcpSocket reading each readyRead's bytes onto the
+//                          end of one QByteArray until the server closes,
+//                          holding the whole reply.
+// Replies of 1 MB and 100 MB, each announced once as "Content-Length:" and
+// once as "Content-length: " (only the second one lets NET_HTTPget reserve
+// the reply's room at once).
 //
-// The server runs in a child process (this program with --serve) so that
-// neither client shares its event loop with it. Each round fetches the reply
-// once with NET_HTTPget and once with curl, alternating, for a 1 MB and a
-// 100 MB reply.
+// The server runs in a child process (this program with --serve) so that no
+// client shares its event loop with it. A warm-up round is run first and not
+// counted; after it, each round runs all four clients, and which one goes
+// first moves on by one every round, so none is always the one that finds
+// the caches cold. curl's time is its own time_total: its process start and
+// exit are not part of the transfer.
 //
 // NET_HTTPget always ends with a half-second pause before it returns. Its time
 // here is taken up to the moment the clean-up clears the progress caption:
-// by then the reply is received, scanned and decoded, and only the socket
-// close and that pause remain. The total, minus 500 ms, is printed beside it
-// as a cross-check. The last progress caption is set right after the last
-// bytes were taken, so the time up to it is the receiving alone; the rest,
-// up to the clearing, is turning the bytes into the result text.
+// by then the reply is received and scanned, and only the socket close and
+// that pause remain.
 //
-// curl is timed from process start to exit (what a caller would wait), and
-// its own time_total is printed too.
+// Printed: the median time of each client and the median of the per-round
+// ratios NET_HTTPget / other client.
 #include "platform/SocketX.h"
 #include "support/AddsHttp.h"
 #include "support/ProgressCaption.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFile>
 #include <QProcess>
 #include <QTcpServer>
 #include <QTcpSocket>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <vector>
 
@@ -34,7 +45,7 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-QByteArray makeReply(qsizetype bodySize)
+QByteArray makeBody(qsizetype bodySize)
 {
     // Plain text with some ANSI letters, ending in the agent's end line.
     const QByteArray line("Prestador 0042; zona Norte; demora 15 min; A\xF1o 2024; ok\r\n");
@@ -45,28 +56,42 @@ QByteArray makeReply(qsizetype bodySize)
         body += line;
     body += QByteArray(bodySize - body.size() - end.size(), 'x');
     body += end;
-    return "HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\nContent-Length: " +
-           QByteArray::number(body.size()) + "\r\n\r\n" + body;
+    return body;
 }
+
+// The header spelling the request's path asks for: ".../agent" gets the one
+// NET_HTTPget recognises.
+QByteArray makeHead(qsizetype bodySize, bool agentSpelling)
+{
+    return "HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\n"_ba +
+           (agentSpelling ? "Content-length: "_ba : "Content-Length: "_ba) +
+           QByteArray::number(bodySize) + "\r\n\r\n";
+}
+
+constexpr qsizetype kSmall = 1 << 20;
+constexpr qsizetype kLarge = 100 << 20;
 
 int serve()
 {
-    static const QByteArray small = makeReply(1 << 20);
-    static const QByteArray large = makeReply(100 << 20);
+    const QByteArray small = makeBody(kSmall);
+    const QByteArray large = makeBody(kLarge);
     QTcpServer server;
     if (!server.listen(QHostAddress::LocalHost, 0))
         return 1;
     QObject::connect(&server, &QTcpServer::newConnection, [&] {
         while (QTcpSocket *s = server.nextPendingConnection()) {
             QObject::connect(s, &QTcpSocket::disconnected, s, &QObject::deleteLater);
-            QObject::connect(s, &QTcpSocket::readyRead, s, [s] {
+            QObject::connect(s, &QTcpSocket::readyRead, s, [s, &small, &large] {
                 QByteArray seen = s->property("seen").toByteArray();
                 seen.append(s->readAll());
                 s->setProperty("seen", seen);
                 if (!seen.contains("\r\n\r\n") || s->property("sent").toBool())
                     return;
                 s->setProperty("sent", true);
-                s->write(seen.startsWith("GET /large") ? large : small);
+                const QByteArray &body = seen.startsWith("GET /large") ? large : small;
+                const QByteArray firstLine = seen.left(seen.indexOf('\r'));
+                s->write(makeHead(body.size(), firstLine.contains("/agent")));
+                s->write(body);          // shared, not copied
                 s->disconnectFromHost(); // after the reply has gone out
             });
         }
@@ -79,18 +104,69 @@ int serve()
 struct CaptionClock final : ProgressCaption
 {
     QElapsedTimer clock;
-    qint64 lastProgressNs = -1;
     qint64 clearedAtNs = -1;
     void setCaption(const QString &caption) override
     {
-        (caption.isEmpty() ? clearedAtNs : lastProgressNs) = clock.nsecsElapsed();
+        if (caption.isEmpty())
+            clearedAtNs = clock.nsecsElapsed();
     }
 };
 
 double median(std::vector<double> v)
 {
     std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
+    const size_t n = v.size();
+    return n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
+}
+
+enum Client { Agent, CurlNull, CurlShm, BareQt, kClients };
+const std::array<const char *, kClients> kNames{"NET_HTTPget", "curl>null", "curl>shm", "bare Qt"};
+
+// Milliseconds, or a negative value when the reply was not the expected size.
+double timeAgent(AddsHttp &http, platform::SocketX &socket, const QString &url, qsizetype expected)
+{
+    CaptionClock caption;
+    caption.clock.start();
+    const AnsiText reply = http.NET_HTTPget(socket, url, {}, {}, 120, {}, &caption);
+    return reply.size() == expected ? caption.clearedAtNs / 1e6 : -1;
+}
+
+double timeCurl(const QString &url, const QString &to, qsizetype expectedBody)
+{
+    QProcess curl;
+    curl.start(u"curl"_s,
+               {u"-s"_s, u"-o"_s, to, u"-w"_s, u"%{time_total} %{size_download}"_s, url});
+    curl.waitForFinished(120000);
+    const QList<QByteArray> out = curl.readAllStandardOutput().split(' ');
+    if (curl.exitCode() != 0 || out.size() != 2 || out[1].toLongLong() != expectedBody)
+        return -1;
+    return out[0].toDouble() * 1000;
+}
+
+double timeBareQt(quint16 port, const QByteArray &path, qsizetype expected)
+{
+    QElapsedTimer clock;
+    clock.start();
+    QTcpSocket socket;
+    QByteArray reply;
+    QEventLoop loop;
+    QObject::connect(&socket, &QTcpSocket::connected,
+                     [&] { socket.write("GET " + path + " HTTP/1.0\r\n\r\n"); });
+    // Straight onto the end of the one array: no buffer of its own in between.
+    const auto take = [&] {
+        const qsizetype old = reply.size();
+        reply.resize(old + socket.bytesAvailable());
+        reply.resize(old +
+                     std::max<qint64>(socket.read(reply.data() + old, reply.size() - old), 0));
+    };
+    QObject::connect(&socket, &QTcpSocket::readyRead, take);
+    QObject::connect(&socket, &QTcpSocket::disconnected, &loop, &QEventLoop::quit);
+    QObject::connect(&socket, &QTcpSocket::errorOccurred, &loop, &QEventLoop::quit);
+    socket.connectToHost(QHostAddress::LocalHost, port);
+    loop.exec();
+    take();
+    const double ms = clock.nsecsElapsed() / 1e6;
+    return reply.size() == expected ? ms : -1;
 }
 
 } // namespace
@@ -100,64 +176,69 @@ int main(int argc, char **argv)
     QCoreApplication app(argc, argv);
     if (argc > 1 && QByteArrayView(argv[1]) == "--serve")
         return serve();
-    const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 5;
+    const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 9;
 
     QProcess server;
     server.start(QCoreApplication::applicationFilePath(), {u"--serve"_s});
     if (!server.waitForReadyRead(10000))
         return 1;
-    const QString port = QString::fromLatin1(server.readLine().trimmed());
+    const quint16 port = server.readLine().trimmed().toUShort();
+    const QString shmFile =
+        u"/dev/shm/bench_http_vs_curl.%1"_s.arg(QCoreApplication::applicationPid());
 
     AddsHttp http;
     platform::SocketX socket;
-    for (const auto &[name, bytes] : {std::pair{"1 MB", 1 << 20}, std::pair{"100 MB", 100 << 20}}) {
-        const QString url =
-            u"http://127.0.0.1:"_s + port + (bytes > (1 << 20) ? u"/large"_s : u"/small"_s);
-        const qsizetype expected = makeReply(bytes).size();
-        std::vector<double> ratios, ownRatios, receiveRatios;
-        for (int round = 1; round <= rounds; ++round) {
-            CaptionClock caption;
-            caption.clock.start();
-            const AnsiText reply = http.NET_HTTPget(socket, url, {}, {}, 120, {}, &caption);
-            const double totalMs = caption.clock.nsecsElapsed() / 1e6;
-            // What a caller pays on top when it wants the whole reply as a
-            // QString (most only search it for their markers).
-            QElapsedTimer widen;
-            widen.start();
-            const qsizetype widened = reply.toString().size();
-            const double widenMs = widen.nsecsElapsed() / 1e6;
-            const double getMs = caption.clearedAtNs / 1e6;
-            const double receiveMs = caption.lastProgressNs / 1e6;
-            if (reply.size() != expected || widened != expected) {
-                std::printf("%s: NET_HTTPget returned %lld characters, expected %lld\n", name,
-                            qlonglong(reply.size()), qlonglong(expected));
-                return 1;
+    std::printf("%d counted rounds after one warm-up round; times in ms (medians)\n", rounds);
+    for (const auto &[sizeName, bodySize] :
+         {std::pair{"1 MB", kSmall}, std::pair{"100 MB", kLarge}}) {
+        for (const bool agentSpelling : {false, true}) {
+            const QByteArray path = (bodySize == kLarge ? "/large"_ba : "/small"_ba) +
+                                    (agentSpelling ? "/agent"_ba : "/usual"_ba);
+            const QString url = u"http://127.0.0.1:%1"_s.arg(port) + QString::fromLatin1(path);
+            const qsizetype expected = makeHead(bodySize, agentSpelling).size() + bodySize;
+            std::array<std::vector<double>, kClients> times;
+            std::array<std::vector<double>, kClients> ratios; // NET_HTTPget / client
+            for (int round = 0; round <= rounds; ++round) {
+                std::array<double, kClients> ms{};
+                for (int k = 0; k < kClients; ++k) {
+                    const int client = (round + k) % kClients;
+                    switch (client) {
+                    case Agent:
+                        ms[client] = timeAgent(http, socket, url, expected);
+                        break;
+                    case CurlNull:
+                        ms[client] = timeCurl(url, u"/dev/null"_s, bodySize);
+                        break;
+                    case CurlShm:
+                        ms[client] = timeCurl(url, shmFile, bodySize);
+                        QFile::remove(shmFile);
+                        break;
+                    case BareQt:
+                        ms[client] = timeBareQt(port, path, expected);
+                        break;
+                    }
+                    if (ms[client] < 0) {
+                        std::printf("%s %s: %s got a reply of the wrong size\n", sizeName,
+                                    path.constData(), kNames[client]);
+                        return 1;
+                    }
+                }
+                if (round == 0)
+                    continue; // warm-up
+                for (int c = 0; c < kClients; ++c) {
+                    times[c].push_back(ms[c]);
+                    ratios[c].push_back(ms[Agent] / ms[c]);
+                }
             }
-
-            QProcess curl;
-            QElapsedTimer wall;
-            wall.start();
-            curl.start(u"curl"_s,
-                       {u"-s"_s, u"-o"_s, u"/dev/null"_s, u"-w"_s, u"%{time_total}"_s, url});
-            curl.waitForFinished(120000);
-            const double curlMs = wall.nsecsElapsed() / 1e6;
-            const double curlOwnMs = curl.readAllStandardOutput().toDouble() * 1000;
-            if (curl.exitCode() != 0) {
-                std::printf("curl failed (exit %d)\n", curl.exitCode());
-                return 1;
-            }
-            ratios.push_back(getMs / curlMs);
-            ownRatios.push_back(getMs / curlOwnMs);
-            receiveRatios.push_back(receiveMs / curlMs);
-            std::printf("%-6s round %d: NET_HTTPget %7.1f ms (receive %7.1f; total-500 %7.1f; "
-                        "as QString +%6.1f)   curl %7.1f ms (own %7.1f)   ratio %.2f\n",
-                        name, round, getMs, receiveMs, totalMs - 500, widenMs, curlMs, curlOwnMs,
-                        ratios.back());
+            std::printf("%-6s %-16s", sizeName,
+                        agentSpelling ? "Content-length: " : "Content-Length:");
+            for (int c = 0; c < kClients; ++c)
+                std::printf("  %s %7.1f", kNames[c], median(times[c]));
+            std::printf("\n%-23s NET_HTTPget / curl>null %.2f   / curl>shm %.2f   / bare Qt %.2f\n",
+                        "", median(ratios[CurlNull]), median(ratios[CurlShm]),
+                        median(ratios[BareQt]));
             std::fflush(stdout);
         }
-        std::printf("%-6s median ratio NET_HTTPget/curl %.2f (to curl's own time %.2f); "
-                    "receiving alone/curl %.2f\n",
-                    name, median(ratios), median(ownRatios), median(receiveRatios));
     }
     server.kill();
     server.waitForFinished(5000);

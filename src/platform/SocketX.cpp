@@ -1,5 +1,7 @@
 #include "platform/SocketX.h"
 
+#include "platform/DirectRead.h"
+
 #include <QHostAddress>
 #include <QHostInfo>
 #include <QTcpSocket>
@@ -7,6 +9,7 @@
 #include <QUdpSocket>
 
 #include <algorithm>
+#include <limits>
 
 namespace orvex::platform {
 namespace {
@@ -26,6 +29,10 @@ constexpr int kRefused = 10061;
 constexpr int kAccess = 10013;
 constexpr int kInProgress = 10036;
 constexpr int kHostNotFound = 11001;
+
+// ReceiveAppend takes at most this much at once, so a caller looks at each
+// slice while it is still in the cache and keeps its turns short.
+constexpr qint64 kReceiveSlice = qint64(1) << 20;
 
 int errorNumber(QAbstractSocket::SocketError e)
 {
@@ -97,6 +104,33 @@ struct SocketX::Impl
             s, &QAbstractSocket::errorOccurred, s,
             [this, s](QAbstractSocket::SocketError) { lastSocketError = s->errorString(); });
         QObject::connect(s, &QIODevice::bytesWritten, s, [this](qint64 n) { bytesSent += n; });
+    }
+
+    // The system's socket while a connection is open, else -1.
+    qintptr liveDescriptor() const
+    {
+        const auto state = tcp ? tcp->state() : QAbstractSocket::UnconnectedState;
+        return state == QAbstractSocket::ConnectedState || state == QAbstractSocket::ClosingState
+                   ? tcp->socketDescriptor()
+                   : -1;
+    }
+
+    // Appends what Qt has already taken in, then up to `limit` bytes in all
+    // straight from the system into `to`, without a stop in Qt's buffer.
+    qint64 appendReady(QByteArray &to, qint64 limit)
+    {
+        if (!tcp)
+            return 0;
+        const qint64 buffered = tcp->bytesAvailable();
+        const qintptr descriptor = liveDescriptor();
+        const qint64 pending =
+            std::min(systemPendingBytes(descriptor), std::max<qint64>(limit - buffered, 0));
+        const qsizetype old = to.size();
+        to.resize(old + buffered + pending);
+        qint64 n = std::max<qint64>(tcp->read(to.data() + old, buffered), 0);
+        n += receivePending(descriptor, to.data() + old + n, pending);
+        to.resize(old + n);
+        return n;
     }
 
     void abortLookup()
@@ -324,7 +358,9 @@ qint64 SocketX::ReceiveReadyCount() const
 {
     if (d->kind == SocketKind::Datagram)
         return d->udp && d->udp->hasPendingDatagrams() ? d->udp->pendingDatagramSize() : 0;
-    return d->tcp ? d->tcp->bytesAvailable() : 0;
+    if (!d->tcp)
+        return 0;
+    return d->tcp->bytesAvailable() + systemPendingBytes(d->liveDescriptor());
 }
 
 qint64 SocketX::ReceiveAppend(QByteArray &to)
@@ -334,20 +370,16 @@ qint64 SocketX::ReceiveAppend(QByteArray &to)
         to.append(datagram);
         return datagram.size();
     }
-    if (!d->tcp)
-        return 0;
-    const qint64 ready = d->tcp->bytesAvailable();
-    const qsizetype old = to.size();
-    to.resize(old + ready);
-    const qint64 n = d->tcp->read(to.data() + old, ready);
-    to.resize(old + std::max<qint64>(n, 0));
-    return std::max<qint64>(n, 0);
+    return d->appendReady(to, kReceiveSlice);
 }
 
 QByteArray SocketX::Receive()
 {
-    if (d->kind == SocketKind::Stream)
-        return d->tcp ? d->tcp->readAll() : QByteArray();
+    if (d->kind == SocketKind::Stream) {
+        QByteArray bytes;
+        d->appendReady(bytes, std::numeric_limits<qint64>::max());
+        return bytes;
+    }
     if (!d->udp || !d->udp->hasPendingDatagrams())
         return {};
     QByteArray datagram(d->udp->pendingDatagramSize(), Qt::Uninitialized);

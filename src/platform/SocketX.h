@@ -59,10 +59,14 @@ public:
     // BytesSent() stays 0 until the datagram has gone.
     virtual bool SendTo(const QByteArray &data, const QString &address, qint32 port);
     virtual qint64 BytesSent() const;
+    // On a stream: what Qt has taken in plus what the system still holds.
     virtual qint64 ReceiveReadyCount() const;
     virtual QByteArray Receive();
-    // Receive, appending to `to` without a buffer of its own in between
-    // (a long reply then costs one copy); returns the number of bytes added.
+    // Receive, appending to `to`. On a stream, bytes still held by the system
+    // are read straight into `to` (where the system allows), so a long reply
+    // costs one copy, and at most about a megabyte is taken per call; returns
+    // the number of bytes added. Making room in `to` beforehand
+    // (ReceiveReadyCount() bytes) spares it a reallocation.
     virtual qint64 ReceiveAppend(QByteArray &to);
 
     // The run-time error raised by the last failing method: 0 when none.

@@ -7,10 +7,12 @@
 #include "support/EventWait.h"
 #include "support/LeadingNumber.h"
 #include "support/ProgressCaption.h"
+#include "support/ReplyRoom.h"
 #include "support/ReplyScanner.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
+#include <QEventLoop>
 #include <QLoggingCategory>
 #include <QScopeGuard>
 
@@ -204,10 +206,12 @@ bool connectTo(SocketX &socket, const Target &target)
 bool receiveReply(SocketX &socket, int timeOutSeconds, ProgressCaption *progress, QByteArray &reply)
 {
     ReplyScanner scanner;
+    ReplyRoom room(reply);
     bool reserved = false;
     // A negative time-out is a deadline already past, not an endless wait.
     const QDeadlineTimer deadline(qint64(std::max(timeOutSeconds, 0)) * 1000);
     const auto take = [&] {
+        room.makeRoomFor(socket.ReceiveReadyCount());
         const qsizetype before = reply.size();
         socket.ReceiveAppend(reply);
         if (socket.ErrorPending())
@@ -217,14 +221,17 @@ bool receiveReply(SocketX &socket, int timeOutSeconds, ProgressCaption *progress
         // it is made at once.
         if (!reserved && scanner.contentLength() > 0) {
             reserved = true;
-            reply.reserve(reply.size() + std::min<qint64>(scanner.contentLength(), kMaxReserve) +
-                          4096);
+            room.reserveTotal(reply.size() +
+                              std::min<qint64>(scanner.contentLength(), kMaxReserve) + 4096);
         }
         return true;
     };
     const auto connected = [&] { return socket.state() == SocketState::Connected; };
     for (;;) {
-        while (socket.ReceiveReadyCount() > 0) {
+        // One slice per turn: the socket reads what the system holds straight
+        // into the reply, so a fast server could otherwise keep this turn
+        // going past the deadline.
+        if (socket.ReceiveReadyCount() > 0) {
             if (!take())
                 return false;
             if (progress)
@@ -236,16 +243,21 @@ bool receiveReply(SocketX &socket, int timeOutSeconds, ProgressCaption *progress
         // The announced length never ends the wait: only a marker, the
         // deadline or the server's close do.
         if (deadline.hasExpired() || !connected()) {
-            while (socket.ReceiveReadyCount() > 0) {
-                if (!take())
-                    return false;
-            }
+            if (socket.ReceiveReadyCount() > 0 && !take())
+                return false;
             if (!connected())
                 qCDebug(lcHttp) << "server closed after" << reply.size() << "bytes";
             else
                 qCInfo(lcHttp) << "no end of reply within" << timeOutSeconds << "s;" << reply.size()
                                << "bytes";
             return true;
+        }
+        if (socket.ReceiveReadyCount() > 0) {
+            // More is waiting: timers and windows still get their turn, but
+            // the socket's bytes are left for the next direct read rather
+            // than copied into Qt's buffer first.
+            QCoreApplication::processEvents(QEventLoop::ExcludeSocketNotifiers);
+            continue;
         }
         waitUntil([&] { return socket.ReceiveReadyCount() > 0 || !connected(); },
                   static_cast<int>(deadline.remainingTime()), kIdlePollMs);
@@ -314,7 +326,9 @@ AnsiText AddsHttp::NET_HTTPget(SocketX &Socket, const QString &URL, const QStrin
                                       u") "_s + Socket.ErrorDescription());
         qCWarning(lcHttp).noquote() << URL << result.toString();
     }
-    while (Socket.ReceiveReadyCount() > 0 && !Socket.ErrorPending())
+    // What has arrived by now is read once; a server still sending is not
+    // followed.
+    if (Socket.ReceiveReadyCount() > 0 && !Socket.ErrorPending())
         Socket.Receive();
     Socket.Close();
     // Gives the system time to finish the close before the socket is reused.

@@ -12,8 +12,9 @@ namespace {
 constexpr QByteArrayView kLengthHeader("Content-length: ");
 // Replies that have not announced a length within this many bytes never will.
 constexpr qint64 kHeaderlessLimit = 99999;
-// Both end markers are seven bytes long and end in '>' or '\n'.
-constexpr qsizetype kMarkerTail = 6;
+// Both end markers are seven bytes long.
+constexpr qsizetype kMarkerSize = 7;
+constexpr qsizetype kMarkerTail = kMarkerSize - 1;
 constexpr qsizetype kKeep = kLengthHeader.size() - 1;
 // Only the start of the header's value can hold the number.
 constexpr qsizetype kValueLimit = 64;
@@ -38,25 +39,38 @@ bool equalsUpper(const char *p, const char *upper, qsizetype n)
     return true;
 }
 
-// True when `data` holds a whole marker ending in `last` and starting with
-// the six bytes `head` (upper case).
-bool hasMarker(QByteArrayView data, char last, const char *head)
+// True when `data` holds a whole marker equal to the seven bytes `upper` in
+// any letter case. Only the places where the marker's first byte (never a
+// letter) stands are compared, so a reply without dots or angle brackets is
+// passed over at memchr speed.
+bool hasMarker(QByteArrayView data, const char *upper)
 {
-    const char *begin = data.data();
-    const char *end = begin + data.size();
-    for (const char *p = begin + kMarkerTail; p < end; ++p) {
-        p = static_cast<const char *>(std::memchr(p, last, static_cast<size_t>(end - p)));
-        if (!p)
-            return false;
-        if (equalsUpper(p - kMarkerTail, head, kMarkerTail))
+    if (data.size() < kMarkerSize)
+        return false;
+    const char *p = data.data();
+    const char *last = p + data.size() - kMarkerSize; // the last place a marker can start
+    while ((p = static_cast<const char *>(
+                std::memchr(p, upper[0], static_cast<size_t>(last - p + 1))))) {
+        if (equalsUpper(p + 1, upper + 1, kMarkerSize - 1))
             return true;
+        if (p++ == last)
+            return false;
     }
     return false;
 }
 
 bool hasEndMarker(QByteArrayView data)
 {
-    return hasMarker(data, '\n', ".END.\r") || hasMarker(data, '>', "</HTML");
+    // Block by block, so the second search finds the bytes still in the
+    // cache. A marker that starts in a block is whole in it and its overlap.
+    constexpr qsizetype kBlock = qsizetype(32) << 10;
+    for (qsizetype at = 0; at < data.size(); at += kBlock) {
+        const QByteArrayView block =
+            data.sliced(at, std::min(kBlock + kMarkerTail, data.size() - at));
+        if (hasMarker(block, ".END.\r\n") || hasMarker(block, "</HTML>"))
+            return true;
+    }
+    return false;
 }
 
 // The leading decimal number of `text` after blanks, as a positive 32-bit
