@@ -98,7 +98,7 @@ class TestHttpLong : public QObject
 {
     Q_OBJECT
 
-    AddsHttp m_http{AddsServices{}};
+    AddsHttp m_http;
     platform::SocketX m_socket;
 
 private slots:
