@@ -1,7 +1,6 @@
 #include "actions/SpecialFolders.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QLoggingCategory>
 
 using namespace Qt::Literals::StringLiterals;
@@ -112,8 +111,8 @@ bool SpecialFolders::Win_CreateShortCutSTKit(const QString &FolderName, const QS
     qCInfo(lcActions).noquote() << "shortcut" << LinkName << "in" << macro + u'\\' + relative;
     if (base.isEmpty())
         return false;
+    // The shell makes the group's folder as it writes the link.
     const QString group = fromUtf8(m_shell.groupFolder(toUtf8(base), toUtf8(relative), AllUsers));
-    QDir().mkpath(group);
 
     QCoreApplication::processEvents();
     const bool written = Win_CreateShortCut(group, LinkPath, LinkArguments, LinkName);
