@@ -5,7 +5,7 @@
 
 namespace orvex::platform {
 
-qint64 systemPendingBytes(qintptr descriptor)
+std::int64_t systemPendingBytes(std::intptr_t descriptor)
 {
     int pending = 0;
     if (descriptor < 0 || ::ioctl(static_cast<int>(descriptor), FIONREAD, &pending) != 0)
@@ -13,7 +13,7 @@ qint64 systemPendingBytes(qintptr descriptor)
     return pending;
 }
 
-qint64 receivePending(qintptr descriptor, char *to, qint64 max)
+std::int64_t receivePending(std::intptr_t descriptor, char *to, std::int64_t max)
 {
     if (descriptor < 0 || max <= 0)
         return 0;

@@ -11,7 +11,7 @@
 
 namespace orvex::platform {
 
-void adviseLargePages(char *data, qint64 size)
+void adviseLargePages(char *data, std::int64_t size)
 {
     if (!data || size <= 0)
         return;
@@ -23,7 +23,7 @@ void adviseLargePages(char *data, qint64 size)
         ::madvise(reinterpret_cast<void *>(begin), end - begin, MADV_HUGEPAGE);
 }
 
-void prefaultForWriting(char *data, qint64 size)
+void prefaultForWriting(char *data, std::int64_t size)
 {
     if (!data || size <= 0)
         return;

@@ -2,8 +2,8 @@
 
 namespace orvex::platform {
 
-void adviseLargePages(char *, qint64) {}
+void adviseLargePages(char *, std::int64_t) {}
 
-void prefaultForWriting(char *, qint64) {}
+void prefaultForWriting(char *, std::int64_t) {}
 
 } // namespace orvex::platform

@@ -124,7 +124,7 @@ struct SocketX::Impl
         const qint64 buffered = tcp->bytesAvailable();
         const qintptr descriptor = liveDescriptor();
         const qint64 pending =
-            std::min(systemPendingBytes(descriptor), std::max<qint64>(limit - buffered, 0));
+            std::min<qint64>(systemPendingBytes(descriptor), std::max<qint64>(limit - buffered, 0));
         const qsizetype old = to.size();
         to.resize(old + buffered + pending);
         qint64 n = std::max<qint64>(tcp->read(to.data() + old, buffered), 0);
