@@ -163,19 +163,14 @@ private slots:
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("parts"); // joined by '|', empty when refused
+        // Absolute, drive and ".." names are refused end to end, with the
+        // archives that carry them, below.
         QTest::newRow("plain") << u"Orvex.ini"_s << u"Orvex.ini"_s;
         QTest::newRow("nested") << u"sub dir/más/x.ini"_s << u"sub dir|más|x.ini"_s;
         QTest::newRow("backslashes") << u"sub\\x.ini"_s << u"sub|x.ini"_s;
         QTest::newRow("folder") << u"sub/"_s << u"sub"_s;
         QTest::newRow("dots and doubles") << u"./a//b/./c"_s << u"a|b|c"_s;
         QTest::newRow("dots in names") << u"..a/b..c/..."_s << u"..a|b..c|..."_s;
-        QTest::newRow("absolute") << u"/etc/x"_s << QString();
-        QTest::newRow("absolute backslash") << u"\\x"_s << QString();
-        QTest::newRow("drive") << u"C:x"_s << QString();
-        QTest::newRow("drive rooted") << u"c:\\x"_s << QString();
-        QTest::newRow("parent") << u"../x"_s << QString();
-        QTest::newRow("parent backslash") << u"..\\x"_s << QString();
-        QTest::newRow("parent inside") << u"a/../../x"_s << QString();
         QTest::newRow("parent last") << u"a/.."_s << QString();
         QTest::newRow("nothing") << u"./"_s << QString();
         QTest::newRow("empty") << QString() << QString();
