@@ -3,6 +3,8 @@
 #include "app/ScanLog.h"
 #include "support/Adds.h"
 
+#include <QFileInfo>
+
 using namespace Qt::Literals::StringLiterals;
 
 namespace orvex {
@@ -23,7 +25,7 @@ DelayUpload::DelayUpload(Adds &adds, platform::SocketX &socket, QString delaysFi
 
 bool DelayUpload::tick(const std::vector<DynIpServer> &servers, ProgressCaption *progress)
 {
-    if (!m_adds.File_Exists(m_delaysFile))
+    if (!m_adds.File_Exists(m_delaysFile) || !fileMayHaveChanged())
         return false;
     const QString text = m_adds.File_ReadBinary(m_delaysFile);
     if (text == m_lastHandled)
@@ -38,6 +40,21 @@ bool DelayUpload::tick(const std::vector<DynIpServer> &servers, ProgressCaption 
                                                      : reply.toString().section(u'\n', 0, 0));
     }
     m_lastHandled = text;
+    return true;
+}
+
+bool DelayUpload::fileMayHaveChanged()
+{
+    const QFileInfo info(m_delaysFile);
+    const qint64 size = info.size();
+    const QDateTime modified = info.lastModified();
+    // A file written again within the file system's time resolution may
+    // keep its time and size: a recent one is always read.
+    const bool recent = modified.secsTo(m_adds.clock().now()) < 3;
+    if (size == m_readSize && modified == m_readModified && !recent)
+        return false;
+    m_readSize = size;
+    m_readModified = modified;
     return true;
 }
 

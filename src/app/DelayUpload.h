@@ -3,6 +3,7 @@
 // its text has changed.
 #include "app/DynIpServer.h"
 
+#include <QDateTime>
 #include <QString>
 
 #include <vector>
@@ -37,10 +38,16 @@ public:
     QString lastHandled() const { return m_lastHandled; }
 
 private:
+    // Whether the file may differ from what was read last: it is read and
+    // compared only then, not every second.
+    bool fileMayHaveChanged();
+
     Adds &m_adds;
     platform::SocketX &m_socket;
     QString m_delaysFile;
     QString m_lastHandled;
+    qint64 m_readSize = -1;
+    QDateTime m_readModified;
     quint16 m_port;
 };
 

@@ -32,10 +32,12 @@ bool ExchangeHelper::tick()
         pw->release(m_started);
         m_started = 0;
     }
-    if (m_adds.App_IsRunningForNT(u"OxExchange"_s))
-        return false;
+    // "No window and the program is there", asked in the cheaper order: on
+    // most machines there is no program, and the window search costs more.
     const QString program = m_programFolder + u"/OxExchange.exe"_s;
     if (!m_adds.File_Exists(program))
+        return false;
+    if (m_adds.App_IsRunningForNT(u"OxExchange"_s))
         return false;
     const QString commandLine = u'"' + QDir::toNativeSeparators(program) + u'"';
     m_started = pw->startProcess(commandLine.toStdString(), m_programFolder.toStdString(),
