@@ -10,6 +10,7 @@
 // longest gap between its ticks is the figure (target below 50 ms). Beside
 // it, the same unanswered ping done with the blocking echo call.
 #include "app/AppServices.h"
+#include "app/ScanCycle.h"
 #include "app/wnPrincipal.h"
 #include "platform/Pinger.h"
 #include "support/Net.h"
@@ -102,11 +103,7 @@ int main(int argc, char **argv)
     ini.close();
 
     AppServices services;
-    wnPrincipalContext context;
-    context.adds = &services.adds();
-    context.messageBoxes = &services.messageBoxes();
-    context.programFolder = folder.path();
-    wnPrincipal form(context);
+    wnPrincipal form(services.formContext(nullptr, folder.path(), {}, {}, [] {}));
 
     GapMeter meter;
     QElapsedTimer wall;
@@ -115,7 +112,7 @@ int main(int argc, char **argv)
     form.Form_Load(); // runs the first tick
     const qint64 tickMs = wall.elapsed();
     const qint64 tickGap = meter.stop();
-    form.TimerScan().stop();
+    form.Form_Unload(); // no more ticks while the pings below are measured
 
     // The same unanswered ping, blocking and through the event loop.
     const auto pinger = platform::createPinger();
@@ -135,8 +132,8 @@ int main(int argc, char **argv)
                 "DoPing %lld ms (%s)\n",
                 qPrintable(deadHost), qlonglong(blockingGap), unsigned(blocked.status),
                 qlonglong(loopGap), answered ? "answered?" : qPrintable(net->PingError));
-    const bool judged = form.DynIpServers.size() == 3 && form.DynIpServers[1].State == 2 &&
-                        form.DynIpServers[2].State == 1;
+    const auto &servers = form.servers().servers();
+    const bool judged = servers.size() == 3 && servers[1].State == 2 && servers[2].State == 1;
     if (!judged)
         std::printf("unexpected states: the servers were not judged as expected\n");
     return tickGap < 50 && judged ? 0 : 2;

@@ -1,9 +1,16 @@
 #include "app/AppServices.h"
 
 #include "platform/ConnectionState.h"
+#include "platform/FileTransfer.h"
+#include "platform/IrcClient.h"
 #include "platform/ProcessWindows.h"
+#include "platform/ShellFolders.h"
+#include "platform/SocketX.h"
 #include "platform/SoundPlayer.h"
 #include "platform/TrayBackend.h"
+#include "platform/WindowPin.h"
+#include "support/EventWait.h"
+#include "support/Net.h"
 
 #include <QLoggingCategory>
 #include <QtGlobal>
@@ -45,6 +52,33 @@ private:
     std::optional<QString> m_input;
 };
 
+// Once the program is ending nothing may stop it: a box that an unwinding
+// action would show is answered No (or cancelled) without a person.
+class BoxesWhileRunning final : public platform::MessageBoxes
+{
+public:
+    explicit BoxesWhileRunning(std::unique_ptr<platform::MessageBoxes> boxes)
+        : m_boxes(std::move(boxes))
+    {}
+
+    platform::Answer show(const platform::MessageBoxRequest &request) override
+    {
+        if (!waitsEnded())
+            return m_boxes->show(request);
+        qCInfo(lcMessages).noquote() << "not shown, the program ends:" << request.text;
+        return request.buttons == platform::BoxButtons::Ok ? platform::Answer::Ok
+                                                           : platform::Answer::No;
+    }
+
+    std::optional<QString> inputBox(const platform::InputBoxRequest &request) override
+    {
+        return waitsEnded() ? std::nullopt : m_boxes->inputBox(request);
+    }
+
+private:
+    std::unique_ptr<platform::MessageBoxes> m_boxes;
+};
+
 std::unique_ptr<platform::MessageBoxes> chooseMessageBoxes()
 {
     const QString scripted = qEnvironmentVariable("ORVEX_ANSWER").toLower();
@@ -66,9 +100,9 @@ std::unique_ptr<platform::MessageBoxes> createScriptedMessageBoxes(platform::Ans
 }
 
 AppServices::AppServices()
-    : m_messageBoxes(chooseMessageBoxes()), m_tray(platform::createTrayBackend()),
-      m_processWindows(platform::createProcessWindows()), m_sound(platform::createSoundPlayer()),
-      m_connectionState(platform::createConnectionState())
+    : m_messageBoxes(std::make_unique<BoxesWhileRunning>(chooseMessageBoxes())),
+      m_tray(platform::createTrayBackend()), m_processWindows(platform::createProcessWindows()),
+      m_sound(platform::createSoundPlayer()), m_connectionState(platform::createConnectionState())
 {
     AddsServices services;
     services.processWindows = m_processWindows.get();
@@ -78,12 +112,39 @@ AppServices::AppServices()
     services.connectionState = m_connectionState.get();
     services.clock = &m_clock;
     m_adds = std::make_unique<Adds>(services);
+    m_socket = std::make_unique<platform::SocketX>();
+    m_net = createSystemNet();
+    m_transfer = platform::createFileTransfer();
+    m_shellFolders = platform::createShellFolders();
+    m_windowPin = platform::createWindowPin();
 }
 
 AppServices::~AppServices()
 {
     // The utility object talks to the services: it goes first.
     m_adds.reset();
+}
+
+wnPrincipalContext AppServices::formContext(platform::SingleInstance *instance,
+                                            const QString &programFolder,
+                                            const QString &commandLine, const QString &agentProgram,
+                                            std::function<void()> endProgram)
+{
+    return wnPrincipalContext{
+        .adds = *m_adds,
+        .messageBoxes = *m_messageBoxes,
+        .socket = *m_socket,
+        .net = *m_net,
+        .transfer = *m_transfer,
+        .shellFolders = *m_shellFolders,
+        .windowPin = *m_windowPin,
+        .makeChatClient = [] { return std::make_unique<platform::IrcClient>(); },
+        .endProgram = std::move(endProgram),
+        .instance = instance,
+        .programFolder = programFolder,
+        .commandLine = commandLine,
+        .agentProgram = agentProgram,
+    };
 }
 
 } // namespace orvex

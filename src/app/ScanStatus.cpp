@@ -100,4 +100,16 @@ QString ScanStatus::trayTip() const
     return u"Orvex - "_s + shown;
 }
 
+QString serverTip(const DynIpServer &s)
+{
+    const auto when = [](const QDateTime &t) {
+        return t.isNull() ? u"nunca"_s : t.toString(u"dd/MM HH:mm:ss"_s);
+    };
+    QString tip = s.Host + u':' + s.Port + u" (" + s.Version + u")\n" + u"Último intento: "_s +
+                  when(s.LastAttempt) + u'\n' + u"Última respuesta: "_s + when(s.LastSuccess);
+    if (s.State != server_state::Online && !s.LastFailure.isEmpty())
+        tip += u"\nFalla: "_s + s.LastFailure;
+    return tip;
+}
+
 } // namespace orvex

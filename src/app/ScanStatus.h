@@ -24,6 +24,10 @@ QString serverStateText(qint32 state);
 // A server's line in ListaDestinos: its name, a tab, the state column.
 QString serverLine(const QString &name, qint32 state);
 
+// A server's tool tip: where its keep-alives go, when it was last tried and
+// last answered, and why it failed.
+QString serverTip(const DynIpServer &server);
+
 struct ScanStatus
 {
     // The lowest State of all servers (element 0 included), 3 when all are on line.

@@ -1,9 +1,12 @@
 #include "app/AppServices.h"
+#include "app/ProgramEnd.h"
+#include "app/TrayMenu.h"
 #include "app/wnPrincipal.h"
 #include "platform/SingleInstance.h"
 #include "platform/Termination.h"
 
 #include <QApplication>
+#include <QComboBox>
 #include <QDir>
 #include <QPixmap>
 #include <QStringList>
@@ -40,6 +43,31 @@ void takePicturesWhenAsked(QWidget &main)
     });
 }
 
+// Unattended runs: ORVEX_ACTIONS lists maintenance actions (separated by
+// ";") that are chosen and run one after another once the agent is up
+// (ORVEX_ACTIONS_AFTER_MS, default 1000), as the dispatcher would with
+// "Realizar"; with ORVEX_EXIT_AFTER_ACTIONS=1 the program then ends as its
+// exit command ends it.
+void runActionsWhenAsked(orvex::wnPrincipal &main)
+{
+    const QStringList actions =
+        qEnvironmentVariable("ORVEX_ACTIONS").split(QLatin1Char(';'), Qt::SkipEmptyParts);
+    if (actions.isEmpty())
+        return;
+    const int after = qEnvironmentVariableIsSet("ORVEX_ACTIONS_AFTER_MS")
+                          ? qEnvironmentVariableIntValue("ORVEX_ACTIONS_AFTER_MS")
+                          : 1000;
+    QTimer::singleShot(after, &main, [&main, actions] {
+        auto *combo = main.findChild<QComboBox *>(QStringLiteral("Accion_Combo"));
+        for (const QString &action : actions) {
+            combo->setCurrentText(action);
+            main.cmdAccion_Click();
+        }
+        if (qEnvironmentVariableIntValue("ORVEX_EXIT_AFTER_ACTIONS") == 1)
+            main.mnuEmergente_Click(orvex::TrayMenu::Close);
+    });
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -54,18 +82,15 @@ int main(int argc, char *argv[])
     orvex::AppServices services;
     const auto instance = orvex::platform::createSingleInstance();
 
-    orvex::wnPrincipalContext context;
-    context.adds = &services.adds();
-    context.messageBoxes = &services.messageBoxes();
-    context.instance = instance.get();
-    context.programFolder = QApplication::applicationDirPath();
-    context.commandLine = QApplication::arguments().mid(1).join(QLatin1Char(' '));
-
-    orvex::wnPrincipal form(context);
+    orvex::wnPrincipal form(
+        services.formContext(instance.get(), QApplication::applicationDirPath(),
+                             QApplication::arguments().mid(1).join(QLatin1Char(' ')),
+                             QApplication::applicationFilePath(),
+                             [] { orvex::endProgram(QApplication::applicationDirPath()); }));
     orvex::platform::onTerminationRequest([&form] { form.Form_Unload(); });
     if (!form.Form_Load())
         return 0;
-    form.show();
     takePicturesWhenAsked(form);
+    runActionsWhenAsked(form);
     return QApplication::exec();
 }

@@ -1,5 +1,7 @@
 #include "support/EventWait.h"
 
+#include "support/Clock.h"
+
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QEventLoop>
@@ -8,26 +10,38 @@
 #include <algorithm>
 
 namespace orvex {
+namespace {
+bool g_ended = false;
+}
 
-bool waitUntil(const std::function<bool()> &done, int timeoutMs, int pollMs)
+bool waitUntil(const std::function<bool()> &done, int timeoutMs, int pollMs, const Clock *clock)
 {
     if (done())
         return true;
-    if (!QCoreApplication::instance())
+    if (!QCoreApplication::instance() || g_ended)
         return false;
-    QDeadlineTimer deadline =
-        timeoutMs < 0 ? QDeadlineTimer(QDeadlineTimer::Forever) : QDeadlineTimer(timeoutMs);
+    // Milliseconds left, or -1 without limit.
+    std::function<qint64()> remaining = [] { return qint64(-1); };
+    if (timeoutMs >= 0 && clock) {
+        const QDateTime deadline = clock->now().addMSecs(timeoutMs);
+        remaining = [clock, deadline] {
+            return std::max<qint64>(clock->now().msecsTo(deadline), 0);
+        };
+    } else if (timeoutMs >= 0) {
+        const QDeadlineTimer deadline(timeoutMs);
+        remaining = [deadline] { return deadline.remainingTime(); };
+    }
     pollMs = std::max(pollMs, 1);
     // The wake-up timer only has to exist: its expiry ends WaitForMoreEvents.
     QTimer wake;
     wake.setTimerType(Qt::PreciseTimer);
     wake.start(pollMs);
     while (!done()) {
-        if (deadline.hasExpired())
+        const qint64 left = remaining();
+        if (left == 0 || g_ended)
             return done();
-        const qint64 left = deadline.remainingTime();
-        if (left >= 0 && left < pollMs)
-            wake.start(static_cast<int>(std::max<qint64>(left, 1)));
+        if (left > 0 && left < pollMs)
+            wake.start(static_cast<int>(left));
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
     return true;
@@ -36,6 +50,16 @@ bool waitUntil(const std::function<bool()> &done, int timeoutMs, int pollMs)
 void pauseWithEvents(int ms)
 {
     waitUntil([] { return false; }, std::max(ms, 0), std::max(ms, 1));
+}
+
+void endAllWaits()
+{
+    g_ended = true;
+}
+
+bool waitsEnded()
+{
+    return g_ended;
 }
 
 } // namespace orvex

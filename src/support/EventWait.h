@@ -5,14 +5,24 @@
 
 namespace orvex {
 
-// Runs events until `done()` is true or `timeoutMs` have passed (a negative
-// timeout waits without limit). Returns the last value of `done()`.
+class Clock;
+
+// Runs events until `done()` is true or `timeoutMs` of `clock` have passed (a
+// negative timeout waits without limit). Returns the last value of `done()`.
 // Events that wake the loop (socket data, timers, input) are handled at once;
 // a wake-up timer re-checks the condition every `pollMs` for conditions that
-// no event announces (a child process ending, a file appearing).
-bool waitUntil(const std::function<bool()> &done, int timeoutMs, int pollMs = 50);
+// no event announces (a child process ending, a file appearing). Without a
+// clock the deadline is the system's.
+bool waitUntil(const std::function<bool()> &done, int timeoutMs, int pollMs = 50,
+               const Clock *clock = nullptr);
 
 // Lets events run for `ms` milliseconds without spinning.
 void pauseWithEvents(int ms);
+
+// The program is ending: every wait returns at once, and none starts again,
+// so that whatever waited (a download, a child program, a slow server)
+// unwinds and the event loop can end.
+void endAllWaits();
+bool waitsEnded();
 
 } // namespace orvex

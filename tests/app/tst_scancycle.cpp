@@ -1,21 +1,20 @@
+// The scan cycle over the server table and the chat windows, with fake
+// services and real loopback servers for the keep-alives.
 #include "app/ScanStatus.h"
 #include "chat/wnChat.h"
 #include "helpers/AgentHarness.h"
 #include "helpers/KeepAliveServer.h"
-#include "ui_wnChat.h"
-#include "ui_wnPrincipal.h"
 
-#include <QAction>
-#include <QLabel>
 #include <QListWidget>
-#include <QMenu>
 #include <QNetworkDatagram>
+#include <QSignalSpy>
 #include <QUdpSocket>
 #include <QtTest>
 
 using namespace orvex;
 using namespace Qt::StringLiterals;
 using Answer = test::KeepAliveServer::Answer;
+using Harness = test::AgentHarness;
 
 namespace {
 
@@ -35,15 +34,18 @@ QByteArray iniWith(const QByteArrayList &servers)
     return ini;
 }
 
-QStringList lines(wnPrincipal &f)
+QByteArray alphaAt(const test::KeepAliveServer &alpha)
 {
-    QStringList out;
-    for (int i = 0; i < f.ui().ListaDestinos->count(); ++i)
-        out << f.ui().ListaDestinos->item(i)->text();
-    return out;
+    return "Alpha/prov1/127.0.0.1:" + QByteArray::number(alpha.port()) + "/V2/60";
 }
 
-const QString kWarning = u"/resources/orvex_problemared.wav*1"_s;
+QStringList states(const ServerTable &table)
+{
+    QStringList out;
+    for (const DynIpServer &s : table.servers())
+        out << s.Name + u'=' + QString::number(s.State);
+    return out;
+}
 
 } // namespace
 
@@ -72,109 +74,77 @@ private slots:
         gone.close();
         QUdpSocket gama;
         QVERIFY(gama.bind(QHostAddress::LocalHost, 0));
-        const QByteArray a = QByteArray::number(alpha.port());
-        const QByteArray g = QByteArray::number(gama.localPort());
-        test::AgentHarness h(
-            iniWith({"Alpha/prov1/127.0.0.1:" + a + "/V2/60",
-                     "Beta/prov1/127.0.0.2:" + closedPort + "/V2/60",
-                     "Gama/prov1/127.0.0.1:" + g + "/V1/60", "Delta/prov2/127.0.0.3:1/V3/60"}),
-            {}, test::AgentHarness::Network::Loopback);
+        Harness h(iniWith({alphaAt(alpha), "Beta/prov1/127.0.0.2:" + closedPort + "/V2/60",
+                           "Gama/prov1/127.0.0.1:" + QByteArray::number(gama.localPort()) + "/V1",
+                           "Delta/prov2/127.0.0.3:1/V3/60"}),
+                  Harness::Network::Loopback);
         h.probes.pinger.answering[test::ipv4(127, 0, 0, 2)] = true; // Beta's host is up
-        QVERIFY(h.form->Form_Load());
-        wnPrincipal &f = *h.form;
+        QSignalSpy judged(&h.scan(), &ScanCycle::serverJudged);
+        QList<qint32> overall;
+        QObject::connect(&h.scan(), &ScanCycle::statusJudged,
+                         [&](const ScanStatus &s) { overall << s.overall; });
+        h.scan().TimerScan_Timer();
 
-        QCOMPARE(lines(f), (QStringList{u"Alpha\tOK"_s, u"Beta\tDNS:Error/NET:OK"_s, u"Gama\tOK"_s,
-                                        u"Delta\tDNS:Error/NET:Error"_s}));
-        // The exact keep-alive: doubled "&&", the fixed remote address, and
-        // for the support server the domain of the last entry.
-        QCOMPARE(alpha.requests.size(), 1);
-        QVERIFY(alpha.requests[0].startsWith(
-            "GET /DynIP?CMD=KEEPALIVE&&DOMAINNAME=prov1&&REMOTEIP=192.168.0.1 HTTP/1.0\r\n"));
+        QCOMPARE(states(h.table()), (QStringList{u"Sendaro=3"_s, u"Alpha=3"_s, u"Beta=2"_s,
+                                                 u"Gama=3"_s, u"Delta=1"_s}));
+        QCOMPARE(judged.size(), 5);
+        // The support server's keep-alive carries the last entry's domain.
         QCOMPARE(m_centre->requests.size(), 1);
         QVERIFY(m_centre->requests[0].startsWith("GET /DynIP?CMD=KEEPALIVE&&DOMAINNAME=prov2&&"));
+        QCOMPARE(alpha.requests.size(), 1);
         QTRY_VERIFY(gama.hasPendingDatagrams());
         QCOMPARE(gama.receiveDatagram().data(), QByteArray("prov1"));
         // Pings only after failures: Beta's and Delta's hosts.
         QCOMPARE(h.probes.pinger.sent,
                  (std::vector<std::uint32_t>{test::ipv4(127, 0, 0, 2), test::ipv4(127, 0, 0, 3)}));
-
-        // The lowest state rules the window and the tray.
-        QCOMPARE(f.ui().LabelTitulo->text(), u"Sin conexión"_s);
-        QVERIFY(f.ui().Recomendacion->text().startsWith(
-            u"Atención!: Parece no haber conexión a Internet."_s));
-        QCOMPARE(h.tray.shownTip, u" Orvex - Sin conexión "_s);
-        QCOMPARE(h.sound.played, QStringList{h.folder.path() + kWarning});
-        // Each line tells support where it went and why it failed.
-        const QString tip = f.ui().ListaDestinos->item(1)->toolTip();
-        QVERIFY2(tip.contains(u"127.0.0.2:"_s + QString::fromLatin1(closedPort)), qPrintable(tip));
-        QVERIFY2(tip.contains(u"sin respuesta"_s), qPrintable(tip));
-        QVERIFY(f.ui().ListaDestinos->item(3)->toolTip().contains(
-            u"Ping failed to complete, error = 11010"_s));
+        // The lowest state rules; the first judgement of a server is a change.
+        QCOMPARE(overall, QList<qint32>{1});
+        QCOMPARE(h.sound.played,
+                 QStringList{h.folder.path() + u"/resources/orvex_problemared.wav*1"_s});
+        const DynIpServer &beta = h.table().servers()[2];
+        QCOMPARE(beta.LastFailure, u"sin respuesta"_s);
+        QCOMPARE(beta.NextKeepAlive, beta.LastAttempt.addSecs(60));
+        QCOMPARE(h.table().servers()[4].LastFailure, u"Ping failed to complete, error = 11010"_s);
     }
 
     void warningSoundsOnlyWhenAStateMoves()
     {
         test::KeepAliveServer alpha;
-        test::AgentHarness h(
-            iniWith({"Alpha/prov1/127.0.0.1:" + QByteArray::number(alpha.port()) + "/V2/60"}), {},
-            test::AgentHarness::Network::Loopback);
-        QVERIFY(h.form->Form_Load());
-        wnPrincipal &f = *h.form;
+        Harness h(iniWith({alphaAt(alpha)}), Harness::Network::Loopback);
         const auto tickAfter = [&](int seconds) {
             h.clock.advanceSeconds(seconds);
-            f.TimerScan_Timer();
+            h.scan().TimerScan_Timer();
         };
+        tickAfter(0);
         QCOMPARE(h.sound.played.size(), 1); // not tried -> on line is a change
-        QCOMPARE(h.tray.shownTip, u" Orvex - Sistema en linea "_s);
-        QCOMPARE(f.ui().LabelTitulo->text(), u"Sistema en linea"_s);
         tickAfter(60);
         QCOMPARE(alpha.requests.size(), 2);
         QCOMPARE(h.sound.played.size(), 1); // the same again: silence
-
-        alpha.answer = Answer::Refuse; // its host does not answer pings either
+        alpha.answer = Answer::Refuse;      // its host does not answer pings either
         tickAfter(60);
-        QCOMPARE(lines(f), QStringList{u"Alpha\tDNS:Error/NET:Error"_s});
+        QCOMPARE(states(h.table()), (QStringList{u"Sendaro=3"_s, u"Alpha=1"_s}));
         QCOMPARE(h.sound.played.size(), 2);
-        QCOMPARE(h.tray.shownTip, u" Orvex - Sin conexión "_s);
-        // Unreachable: the ping's failure is the reason shown.
-        QVERIFY(f.ui().ListaDestinos->item(0)->toolTip().contains(u"Ping failed"_s));
         alpha.answer = Answer::Accept;
         tickAfter(60);
-        QCOMPARE(lines(f), QStringList{u"Alpha\tOK"_s});
         QCOMPARE(h.sound.played.size(), 3); // recovering is a change too
-        QCOMPARE(
-            f.ui().Recomendacion->text(),
-            u"Felicitaciones!. Su sistema se encuentra en linea y preparado para recibir casos"_s);
     }
 
-    void trayBlinksFromTheStatesPicture()
+    // "Check now" sends to every server at once but the support one, which
+    // keeps its 900-second rhythm.
+    void checkNowLeavesTheSupportServersRhythm()
     {
-        test::AgentHarness h(iniWith({}), {}, test::AgentHarness::Network::Loopback);
-        QVERIFY(h.form->Form_Load());
-        wnPrincipal &f = *h.form;
-        QList<qint64> shown;
-        for (int i = 0; i < 4; ++i) {
-            shown << h.tray.shownIcon.cacheKey();
-            f.TimerScan_Timer();
-        }
-        const qint64 on = f.PicsPicture(4).cacheKey(), onBlink = f.PicsPicture(5).cacheKey();
-        QCOMPARE(shown, (QList<qint64>{on, onBlink, on, onBlink}));
-    }
-
-    void supportServerAloneKeepsItsRhythm()
-    {
-        test::AgentHarness h(iniWith({}), {}, test::AgentHarness::Network::Loopback);
-        QVERIFY(h.form->Form_Load());
-        wnPrincipal &f = *h.form;
-        QCOMPARE(f.DynIpServers.size(), size_t(1));
+        test::KeepAliveServer alpha;
+        Harness h(iniWith({alphaAt(alpha)}), Harness::Network::Loopback);
+        h.scan().TimerScan_Timer();
+        h.clock.advanceSeconds(30);
+        h.scan().checkNow();
+        QCOMPARE(alpha.requests.size(), 2);
         QCOMPARE(m_centre->requests.size(), 1);
-        QCOMPARE(h.tray.shownTip, u" Orvex - Sistema en linea "_s);
-        h.clock.advanceSeconds(898); // the send itself took the settle pause
-        f.TimerScan_Timer();
-        f.mnuEmergente_Click(1); // "check now" leaves the support server alone
+        h.clock.advanceSeconds(868); // the sends themselves took their settle pauses
+        h.scan().TimerScan_Timer();
         QCOMPARE(m_centre->requests.size(), 1);
         h.clock.advanceSeconds(2);
-        f.TimerScan_Timer();
+        h.scan().TimerScan_Timer();
         QCOMPARE(m_centre->requests.size(), 2);
     }
 
@@ -182,38 +152,74 @@ private slots:
     {
         test::KeepAliveServer alpha;
         alpha.delayMs = 100;
-        test::AgentHarness h(
-            iniWith({"Alpha/prov1/127.0.0.1:" + QByteArray::number(alpha.port()) + "/V2/60"}), {},
-            test::AgentHarness::Network::Loopback);
-        QVERIFY(h.form->Form_Load());
-        wnPrincipal &f = *h.form;
-        h.clock.advanceSeconds(60);
+        Harness h(iniWith({alphaAt(alpha)}), Harness::Network::Loopback);
         bool nestedRan = false;
         QTimer::singleShot(10, [&] {
+            QVERIFY(h.scan().busy());
             h.clock.advanceSeconds(60); // would make Alpha due again
-            f.TimerScan_Timer();
+            h.scan().TimerScan_Timer();
             nestedRan = true;
         });
-        f.TimerScan_Timer();
+        h.scan().TimerScan_Timer();
         QVERIFY(nestedRan);
-        QCOMPARE(alpha.requests.size(), 2); // the load's and the outer tick's only
+        QCOMPARE(alpha.requests.size(), 1);
+        QVERIFY(!h.scan().busy());
+    }
+
+    // A server on line gets its chat connected; one that does not connect
+    // is tried again after 5 s, then after twice as long each time up to
+    // 5 minutes; success starts the count anew. Off line, nothing is tried.
+    void theChatReconnectsOnlyToAServerOnLineBackingOff()
+    {
+        test::KeepAliveServer alpha;
+        Harness h(
+            iniWith({"Alpha/prov1/127.0.0.1:" + QByteArray::number(alpha.port()) + "/V2/30000"}),
+            Harness::Network::Loopback);
+        h.scan();
+        test::FakeIrcClient &chat = *h.chats[0], &support = *h.chats[1];
+        const auto connectsAfter = [&](int seconds) {
+            h.clock.advanceSeconds(seconds);
+            h.scan().TimerScan_Timer();
+            return chat.connects;
+        };
+        QCOMPARE(connectsAfter(0), 1);
+        QCOMPARE(chat.ServerHost(), u"127.0.0.1"_s);
+        QCOMPARE(chat.Port(), quint16(9744));
+        QCOMPARE(support.connects, 1);
+        QCOMPARE(connectsAfter(1), 1); // not yet
+        QCOMPARE(connectsAfter(4), 2); // 5 s after the first
+        QCOMPARE(connectsAfter(5), 3); // then 5, 10, 20, ...
+        QCOMPARE(connectsAfter(9), 3);
+        QCOMPARE(connectsAfter(1), 4);
+        // Each wait doubles, and none is longer than 5 minutes.
+        for (int i = 0; i < 8; ++i)
+            QCOMPARE(connectsAfter(301), 5 + i);
+        QCOMPARE(connectsAfter(299), 12);
+        QCOMPARE(connectsAfter(2), 13);
+        chat.connected = true;
+        QCOMPARE(connectsAfter(1), 13); // a connected client is left alone
+        chat.connected = false;
+        QCOMPARE(connectsAfter(1), 14); // lost: asked again at once
+        alpha.answer = Answer::Refuse;
+        chat.connected = false;
+        h.scan().checkNow();
+        QCOMPARE(connectsAfter(600), 14); // off line: nothing is done
     }
 
     void chatPumpRoutesPrivateMessagesToTheirWindows()
     {
-        test::AgentHarness h(iniWith({"Alpha/prov1/127.0.0.1:1/V2"}));
-        QVERIFY(h.form->Form_Load());
-        wnPrincipal &f = *h.form;
+        Harness h(iniWith({"Alpha/prov1/127.0.0.1:1/V2"}));
+        h.router().openFirstChatWindow();
         test::FakeIrcClient &alpha = *h.chats[0], &support = *h.chats[1];
         alpha.items = {u"DATA\tirc.t\t372\t- Bienvenido\tprov1"_s,
                        u"PRIVMSG\tsoporte1\t~s@h\tHola\tprov1"_s,
                        u"PRIVMSG\tsoporte1\t~s@h\t¿Seguís ahí?\tprov1"_s};
         support.items = {u"PRIVMSG\tsoporte1\t~s@h\tDesde soporte\tprov1"_s,
                          u"PRIVMSG\tSoporte\t\tAviso\tprov1"_s, u"NOTICE\tx\t\ty\tz"_s};
-        f.TimerScan_Timer();
+        h.scan().TimerScan_Timer();
         // One window per server and nickname; the support chat is reused.
         QStringList tags, captions;
-        for (const auto &w : f.ChatWindows) {
+        for (const auto &w : h.router().windows()) {
             tags << w->Tag();
             captions << w->windowTitle();
         }
@@ -221,92 +227,46 @@ private slots:
         QCOMPARE(tags, (QStringList{u"0\\Soporte"_s, u"0\\soporte1"_s, u"1\\soporte1"_s}));
         QCOMPARE(captions, (QStringList{u"Soporte(Lumaris)"_s, u"soporte1(Sendaro)"_s,
                                         u"soporte1(Alpha)"_s}));
-        wnChat &fromAlpha = *f.ChatWindows[2];
-        QCOMPARE(fromAlpha.ui().ListaMensajes->count(), 2);
-        QCOMPARE(fromAlpha.ui().ListaMensajes->item(1)->data(Qt::UserRole).toString(),
-                 h.clock.now().toString(u"dd/MM HH:mm:ss"_s) +
-                     u" De Alpha(soporte1) Para prov1\r\n¿Seguís ahí?"_s);
+        wnChat &fromAlpha = *h.router().windows()[2];
+        const auto *log = fromAlpha.findChild<QListWidget *>(u"ListaMensajes"_s);
+        QCOMPARE(log->count(), 2);
+        QCOMPARE(log->item(1)->data(Qt::UserRole).toString(),
+                 u"02/03 09:00:00 De Alpha(soporte1) Para prov1\r\n¿Seguís ahí?"_s);
         QVERIFY(fromAlpha.isVisible());
-        QCOMPARE(f.ChatWindows[0]->ui().ListaMensajes->count(), 1);
         QVERIFY(alpha.items.isEmpty() && support.items.isEmpty()); // drained every tick
     }
 
-    void theChatReconnectsOnlyToAServerOnLine()
+    // A flood of private messages from new nicknames opens at most 20
+    // windows a minute and 100 in all per server; known senders still get
+    // through.
+    void aFloodOfNewSendersIsBounded()
     {
-        test::KeepAliveServer alpha;
-        test::AgentHarness h(
-            iniWith({"Alpha/prov1/127.0.0.1:" + QByteArray::number(alpha.port()) + "/V2/60"}), {},
-            test::AgentHarness::Network::Loopback);
-        QVERIFY(h.form->Form_Load());
-        wnPrincipal &f = *h.form;
-        test::FakeIrcClient &chat = *h.chats[0], &support = *h.chats[1];
-        QCOMPARE(chat.connects, 1); // on line at the first tick
-        QCOMPARE(chat.ServerHost(), u"127.0.0.1"_s);
-        QCOMPARE(chat.Port(), quint16(9744));
-        QCOMPARE(chat.Channel(), u"#Alpha"_s);
-        QCOMPARE(support.connects, 1);
-        f.TimerScan_Timer(); // still not connected: asked again
-        QCOMPARE(chat.connects, 2);
-        chat.connected = true;
-        f.TimerScan_Timer(); // a connected client is left alone
-        QCOMPARE(chat.connects, 2);
-        chat.connected = false;
-        alpha.answer = Answer::Refuse;
-        h.clock.advanceSeconds(60);
-        f.TimerScan_Timer(); // off line: nothing is done
-        QCOMPARE(chat.connects, 2);
-    }
-
-    void statusLabelShowsThePercentage_data()
-    {
-        QTest::addColumn<QString>("status");
-        QTest::addColumn<QString>("avance");
-        QTest::newRow("quarter") << u"512/2048"_s << u"25%"_s;
-        QTest::newRow("rounded down") << u"999/1000"_s << u"99%"_s;
-        QTest::newRow("nothing known yet") << u"5/0"_s << u"antes"_s;
-        QTest::newRow("unknown length") << u"120000/-1"_s << u"antes"_s;
-        QTest::newRow("no slash: all total") << u"2048"_s << u"0%"_s;
-        QTest::newRow("text counts as zero") << u"abc/100"_s << u"0%"_s;
-        QTest::newRow("large transfer") << u"104857600/209715200"_s << u"50%"_s;
-        QTest::newRow("cleared") << QString() << QString();
-    }
-    void statusLabelShowsThePercentage()
-    {
-        QFETCH(QString, status);
-        test::AgentHarness h(iniWith({}));
-        wnPrincipal &f = *h.form;
-        f.ui().LabelAvance->setText(u"antes"_s);
-        f.LabelStatus()->setCaption(status);
-        QCOMPARE(f.ui().LabelStatus->text(), status);
-        QTEST(f.ui().LabelAvance->text(), "avance");
-    }
-
-    void trayCodesAsTheOwnerReceivesThem_data()
-    {
-        QTest::addColumn<int>("x");
-        QTest::addColumn<QString>("effect");
-        QTest::newRow("right down") << 0x1E3C << u"menu"_s;
-        QTest::newRow("right down, large fonts") << 0x1830 << u"menu"_s;
-        QTest::newRow("left down") << 0x1E0F << u"toggle"_s;
-        QTest::newRow("left double click") << 0x1E2D << u"none"_s;
-        QTest::newRow("left double click, large fonts") << 0x1824 << u"none"_s;
-        QTest::newRow("right double click") << 0x1E5A << u"none"_s;
-        QTest::newRow("left down, large fonts: no code") << 513 * 12 << u"none"_s;
-        QTest::newRow("mouse move") << 512 * 15 << u"none"_s;
-    }
-    void trayCodesAsTheOwnerReceivesThem()
-    {
-        QFETCH(int, x);
-        QFETCH(QString, effect);
-        test::AgentHarness h(iniWith({}));
-        QVERIFY(h.form->Form_Load());
-        wnPrincipal &f = *h.form;
-        f.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&f));
-        f.Pics_MouseMove(0, 0, 0, float(x), 0);
-        QCOMPARE(f.mnuPopUp()->isVisible(), effect == u"menu"_s);
-        QCOMPARE(f.isVisible(), effect != u"toggle"_s);
-        f.mnuPopUp()->close();
+        Harness h(iniWith({"Alpha/prov1/127.0.0.1:1/V2"}));
+        h.router().openFirstChatWindow();
+        test::FakeIrcClient &alpha = *h.chats[0];
+        const auto flood = [&](int from, int count) {
+            for (int i = from; i < from + count; ++i)
+                alpha.items << u"PRIVMSG\tn%1\t\thola\tprov1"_s.arg(i);
+            h.router().pump();
+            return int(h.router().windows().size()) - 1;
+        };
+        QCOMPARE(flood(0, 50), 20);
+        alpha.items << u"PRIVMSG\tn3\t\totra vez\tprov1"_s;
+        h.router().pump();
+        QCOMPARE(h.router().windows()[4]->findChild<QListWidget *>(u"ListaMensajes"_s)->count(), 2);
+        h.clock.advanceSeconds(59);
+        QCOMPARE(flood(100, 10), 20);
+        h.clock.advanceSeconds(1);
+        QCOMPARE(flood(200, 30), 40);
+        for (int minute = 0; minute < 10; ++minute) {
+            h.clock.advanceSeconds(60);
+            flood(1000 + minute * 100, 30);
+        }
+        QCOMPARE(int(h.router().windows().size()) - 1, ChatRouter::kNewWindowsPerServer);
+        // Another server has its own count.
+        h.chats[1]->items << u"PRIVMSG\tsoporte9\t\thola\tprov1"_s;
+        h.router().pump();
+        QCOMPARE(int(h.router().windows().size()) - 1, ChatRouter::kNewWindowsPerServer + 1);
     }
 };
 

@@ -1,14 +1,9 @@
-#include "chat/ChatDirectory.h"
+#include "app/ChatRouter.h"
+#include "app/helpers/AgentHarness.h"
 #include "chat/wnChat.h"
 #include "chat/wnChatTo.h"
-#include "common/FakeClock.h"
-#include "common/FakeIrcClient.h"
-#include "common/FakeSystem.h"
-#include "common/TestSupport.h"
-#include "support/Adds.h"
-#include "ui_wnChat.h"
-#include "ui_wnChatTo.h"
 
+#include <QLineEdit>
 #include <QListWidget>
 #include <QtTest>
 
@@ -17,54 +12,34 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Two servers of the centre and the chat windows opened on them.
-struct Centre final : ChatDirectory
+// Two servers of the centre (the support one and Alpha), their chat
+// connections, and the chat windows the router opens on them.
+struct Centre
 {
     Centre()
     {
-        QDir(folder.path()).mkdir(u"resources"_s);
-        for (const char *f : {"chat_nuevo.wav", "chat_mensajeentrante.wav",
-                              "chat_mensajeentrante.ico", "chat_mensajesaliente.ico"})
-            QFile::copy(qEnvironmentVariable("ORVEX_SOURCE_DIR") + u"/resources/"_s +
-                            QString::fromLatin1(f),
-                        folder.filePath(u"resources/"_s + QString::fromLatin1(f)));
-        clients[0].names = {u"soporte1"_s, u"soporte2"_s};
-        clients[1].names = {u"soporte1"_s};
-        for (auto &c : clients)
-            c.setNickName(u"prov1"_s);
-        test::writeBytes(folder.filePath(u"Orvex.ini"_s), "[A]\r\nk=v\r\n");
-        adds.INI_SetFileName(folder.filePath(u"Orvex.ini"_s));
+        h.clock.set(QDateTime(QDate(2026, 3, 2), QTime(9, 5, 7)));
+        client(0).names = {u"soporte1"_s, u"soporte2"_s};
+        client(1).names = {u"soporte1"_s};
+        h.adds->INI_SetFileName(h.path(u"Orvex.ini"_s));
     }
-    QString serverName(int i) const override { return i == 0 ? u"Sendaro"_s : u"Alpha"_s; }
-    platform::IrcClient *chatClient(int i) const override
+    test::FakeIrcClient &client(int server) { return *h.chats[server == 0 ? 1 : 0]; }
+    wnChat &chatWindow(const QString &key, const QString &caption)
     {
-        return i == 0 || i == 1 ? const_cast<test::FakeIrcClient *>(&clients[i]) : nullptr;
+        return h.router().chatWindow(key, caption);
     }
-    wnChat &chatWindow(const QString &key, const QString &caption) override
-    {
-        for (auto it = windows.rbegin(); it != windows.rend(); ++it)
-            if ((*it)->Tag() == key)
-                return **it;
-        windows.push_back(std::make_unique<wnChat>(context()));
-        windows.back()->setTag(key);
-        windows.back()->setWindowTitle(caption);
-        return *windows.back();
-    }
-    wnChatContext context() { return {&adds, this, folder.path()}; }
-    QStringList log(wnChat &w) const
+    static QLineEdit *message(wnChat &w) { return w.findChild<QLineEdit *>(u"Mensaje"_s); }
+    static QListWidget *list(wnChat &w) { return w.findChild<QListWidget *>(u"ListaMensajes"_s); }
+    static QStringList log(wnChat &w)
     {
         QStringList out;
-        for (int i = 0; i < w.ui().ListaMensajes->count(); ++i)
-            out << w.ui().ListaMensajes->item(i)->data(Qt::UserRole).toString();
+        for (int i = 0; i < list(w)->count(); ++i)
+            out << list(w)->item(i)->data(Qt::UserRole).toString();
         return out;
     }
 
-    QTemporaryDir folder;
-    test::FakeClock clock{QDateTime(QDate(2026, 3, 2), QTime(9, 5, 7))};
-    test::FakeSound sound;
-    Adds adds{AddsServices{.sound = &sound, .clock = &clock}};
-    test::FakeIrcClient clients[2];
-    std::vector<std::unique_ptr<wnChat>> windows;
+    test::AgentHarness h{"[DynIP]\r\nDynIP Server 1=Alpha/prov1/127.0.0.1/V2\r\n"};
+    ServerTable &table = h.table();
 };
 
 } // namespace
@@ -94,62 +69,62 @@ private slots:
         w.Chat_Msg(u"soporte1"_s, u"Alpha"_s, u"~s@h"_s, u"Hola, ¿cómo va?"_s, u"prov1"_s);
         QVERIFY(w.isVisible());
         QStringList played;
-        for (const QString &s : c.sound.played)
+        for (const QString &s : c.h.sound.played)
             played << QFileInfo(s.section(u'*', 0, 0)).fileName();
         QCOMPARE(played, sounds);
         // The sender in brackets after the server's name; capital "Para".
         QCOMPARE(c.log(w), QStringList{u"02/03 09:05:07 De Alpha(soporte1) Para prov1\r\n"
                                        u"Hola, ¿cómo va?"_s});
-        QVERIFY(!w.ui().ListaMensajes->item(0)->icon().isNull());
-        QCOMPARE(w.ui().ListaMensajes->currentRow(), 0); // scrolled to the newest
+        QVERIFY(!Centre::list(w)->item(0)->icon().isNull());
+        QCOMPARE(Centre::list(w)->currentRow(), 0); // scrolled to the newest
     }
 
     void sendingFollowsTheConnection()
     {
         Centre c;
         wnChat &w = c.chatWindow(u"1\\soporte1"_s, u"soporte1(Alpha)"_s);
-        c.clients[1].nick = u"prov1_"_s;
-        w.ui().Mensaje->setText(u"Grúa en camino"_s);
+        c.client(1).nick = u"prov1_"_s;
+        Centre::message(w)->setText(u"Grúa en camino"_s);
         w.cmdEnviar_Click(); // not connected: nothing goes, nothing logged, text kept
-        QVERIFY(c.clients[1].sent.isEmpty());
+        QVERIFY(c.client(1).sent.isEmpty());
         QVERIFY(c.log(w).isEmpty());
-        QCOMPARE(w.ui().Mensaje->text(), u"Grúa en camino"_s);
+        QCOMPARE(Centre::message(w)->text(), u"Grúa en camino"_s);
 
-        c.clients[1].connected = true;
-        c.clock.advanceSeconds(60);
+        c.client(1).connected = true;
+        c.h.clock.advanceSeconds(60);
         w.cmdEnviar_Click();
-        QCOMPARE(c.clients[1].sent, QStringList{u"soporte1|Grúa en camino"_s});
+        QCOMPARE(c.client(1).sent, QStringList{u"soporte1|Grúa en camino"_s});
         // Lower-case "para" before the server, the nickname held there.
         QCOMPARE(c.log(w), QStringList{u"02/03 09:06:07 De prov1_ para soporte1(Alpha)\r\n"
                                        u"Grúa en camino"_s});
-        QVERIFY(w.ui().Mensaje->text().isEmpty());
-        QVERIFY(c.sound.played.isEmpty()); // sending is silent
+        QVERIFY(Centre::message(w)->text().isEmpty());
+        QVERIFY(c.h.sound.played.isEmpty()); // sending is silent
 
-        w.ui().Mensaje->setText(u"\r\n\r\n"_s); // only line breaks: nothing
+        Centre::message(w)->setText(u"\r\n\r\n"_s); // only line breaks: nothing
         w.cmdEnviar_Click();
-        QCOMPARE(c.clients[1].sent.size(), 1);
-        w.ui().Mensaje->setText(u"uno\r\ndos"_s);
+        QCOMPARE(c.client(1).sent.size(), 1);
+        Centre::message(w)->setText(u"uno\r\ndos"_s);
         w.cmdEnviar_Click();
-        QCOMPARE(c.clients[1].sent.last(), u"soporte1|unodos"_s);
+        QCOMPARE(c.client(1).sent.last(), u"soporte1|unodos"_s);
     }
 
     void keysAndMinimising()
     {
         Centre c;
-        c.clients[0].connected = true;
+        c.client(0).connected = true;
         wnChat &w = c.chatWindow(u"0\\Soporte"_s, u"Soporte(Lumaris)"_s);
         w.show();
         QVERIFY(QTest::qWaitForWindowExposed(&w));
-        QTest::keyClicks(w.ui().Mensaje, u"hola"_s);
-        QTest::keyClick(w.ui().Mensaje, Qt::Key_Return);
-        QCOMPARE(c.clients[0].sent, QStringList{u"Soporte|hola"_s});
-        QTest::keyClick(w.ui().ListaMensajes, Qt::Key_Return);
-        QVERIFY(w.ui().Mensaje->hasFocus());
-        QTest::keyClick(w.ui().ListaMensajes, Qt::Key_Escape);
+        QTest::keyClicks(Centre::message(w), u"hola"_s);
+        QTest::keyClick(Centre::message(w), Qt::Key_Return);
+        QCOMPARE(c.client(0).sent, QStringList{u"Soporte|hola"_s});
+        QTest::keyClick(Centre::list(w), Qt::Key_Return);
+        QVERIFY(Centre::message(w)->hasFocus());
+        QTest::keyClick(Centre::list(w), Qt::Key_Escape);
         QVERIFY(!w.isVisible());
         QCOMPARE(c.log(w).size(), 1); // the log stays
         w.show();
-        QTest::keyClick(w.ui().Mensaje, Qt::Key_Escape);
+        QTest::keyClick(Centre::message(w), Qt::Key_Escape);
         QVERIFY(!w.isVisible());
         w.show();
         w.setWindowState(Qt::WindowMinimized);
@@ -166,10 +141,10 @@ private slots:
             w.show();
             w.hide();
         }
-        const QByteArray ini = test::readBytes(c.folder.filePath(u"Orvex.ini"_s));
+        const QByteArray ini = test::readBytes(c.h.path(u"Orvex.ini"_s));
         QVERIFY2(ini.contains("[wnChat]\r\n-Left=30\r\n-Top=40\r\n-Width=500\r\n-Height=420\r\n"),
                  ini.constData());
-        wnChat again(c.context());
+        wnChat again(wnChatContext{c.h.adds.get(), &c.h.router(), c.h.folder.path()});
         QCOMPARE(again.size(), QSize(500, 420));
         QCOMPARE(again.pos(), QPoint(30, 40));
     }
@@ -182,18 +157,18 @@ private slots:
         if (folder.isEmpty())
             QSKIP("ORVEX_SCREENSHOTS names no folder for pictures");
         Centre c;
-        c.clients[1].connected = true;
+        c.client(1).connected = true;
         wnChat &w = c.chatWindow(u"1\\soporte1"_s, u"soporte1(Alpha)"_s);
         w.Chat_Msg(u"soporte1"_s, u"Alpha"_s, {},
                    u"Buen día, ¿tienen móvil libre para un "
                    u"auxilio en Ruta 5 km 120?"_s,
                    u"prov1"_s);
-        c.clock.advanceSeconds(40);
-        w.ui().Mensaje->setText(u"Sí, sale la grúa 3 en 10 minutos."_s);
+        c.h.clock.advanceSeconds(40);
+        Centre::message(w)->setText(u"Sí, sale la grúa 3 en 10 minutos."_s);
         w.cmdEnviar_Click();
-        c.clock.advanceSeconds(75);
+        c.h.clock.advanceSeconds(75);
         w.Chat_Msg(u"soporte1"_s, u"Alpha"_s, {}, u"Perfecto, gracias."_s, u"prov1"_s);
-        w.ui().Mensaje->setText(u"Le aviso al llegar"_s);
+        Centre::message(w)->setText(u"Le aviso al llegar"_s);
         QVERIFY(QTest::qWaitForWindowExposed(&w));
         QVERIFY(w.grab().save(folder + u"/chat-window.png"_s));
     }
@@ -201,28 +176,27 @@ private slots:
     void theDestinationDialog()
     {
         Centre c;
-        wnChatTo d(&c);
-        d.addServer(u"Alpha"_s, 1);
-        d.addServer(u"Sendaro"_s, 0);
+        c.h.router().listDestinations();
+        wnChatTo &d = c.h.router().destinationDialog();
         d.show();
         QVERIFY(QTest::qWaitForWindowExposed(&d));
         d.OKButton_Click(); // nothing chosen
         QVERIFY(d.ComboServer()->hasFocus());
-        QVERIFY(c.windows.empty());
+        QVERIFY(c.h.router().windows().empty());
 
         d.ComboServer()->setCurrentIndex(0);
         QCOMPARE(d.ComboDestinos()->count(), 1);
         d.OKButton_Click(); // a server but no nickname
         QVERIFY(d.ComboDestinos()->hasFocus());
-        QVERIFY(c.windows.empty());
+        QVERIFY(c.h.router().windows().empty());
 
         d.ComboDestinos()->setCurrentIndex(0);
         d.OKButton_Click();
         d.OKButton_Click(); // the same chat again: the same window
-        QCOMPARE(c.windows.size(), size_t(1));
-        QCOMPARE(c.windows[0]->Tag(), u"1\\soporte1"_s);
-        QCOMPARE(c.windows[0]->windowTitle(), u"soporte1(Alpha)"_s);
-        QVERIFY(c.windows[0]->isVisible());
+        QCOMPARE(c.h.router().windows().size(), size_t(1));
+        QCOMPARE(c.h.router().windows()[0]->Tag(), u"1\\soporte1"_s);
+        QCOMPARE(c.h.router().windows()[0]->windowTitle(), u"soporte1(Alpha)"_s);
+        QVERIFY(c.h.router().windows()[0]->isVisible());
         QVERIFY(d.isVisible()); // the dialog stays for the next
 
         // The same nickname on the other server is another chat.
@@ -231,8 +205,8 @@ private slots:
         d.ComboDestinos()->setCurrentIndex(0);
         // Enter steps to the next nickname and opens its chat.
         QTest::keyClick(d.ComboDestinos(), Qt::Key_Return);
-        QCOMPARE(c.windows.size(), size_t(2));
-        QCOMPARE(c.windows[1]->Tag(), u"0\\soporte2"_s);
+        QCOMPARE(c.h.router().windows().size(), size_t(2));
+        QCOMPARE(c.h.router().windows()[1]->Tag(), u"0\\soporte2"_s);
         d.CancelButton_Click();
         QVERIFY(!d.isVisible());
         QCOMPARE(d.ComboDestinos()->currentText(), u"soporte2"_s); // kept

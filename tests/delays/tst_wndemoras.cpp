@@ -297,21 +297,6 @@ private slots:
         b.key(b.form->Lista(), Qt::Key_Right);
         QVERIFY(b.form->grab().save(folder + u"/delay-board.png"_s));
     }
-
-    void theControlsAsTheDispatcherSeesThem()
-    {
-        Board b;
-        Ui::wnDemoras &ui = b.form->ui();
-        QCOMPARE(ui.cmdListAdd->text(), u"&Agregar"_s);
-        QCOMPARE(ui.cmdListRemove->text(), u"&Quitar"_s);
-        QCOMPARE(ui.cmdEnviar->text(), u"A&ctualizar"_s);
-        QCOMPARE(ui.cmdEnviar->toolTip(), u"Envia las demoras al letrero."_s);
-        QCOMPARE(ui.Lista->toolTip(),
-                 u"Lista de zonas. Arriba/Abajo para cambiar, "
-                 u"Izquierda/Derecha para modificar demora. Enter para enviar."_s);
-        QCOMPARE(b.form->TimerScan().interval(), 10000);
-        QVERIFY(!b.form->windowFlags().testFlag(Qt::WindowCloseButtonHint));
-    }
 };
 
 QTEST_MAIN(TestWnDemoras)

@@ -64,6 +64,8 @@ read -r xpid <&3; pids+=("$xpid")
 read -r display <&3
 export DISPLAY=":$display" QT_QPA_PLATFORM=xcb
 wait_for 10 curl -s -o /dev/null http://127.0.0.1/status.json || fail "the centre did not start"
+# The agent's chat backs off after a refused connection: the server is up first.
+wait_for 10 bash -c 'exec 5<>/dev/tcp/127.0.0.1/9744' 2>/dev/null || fail "ngircd did not start"
 
 # A program folder as an installation has it.
 prog="$work/prog"

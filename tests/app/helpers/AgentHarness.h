@@ -1,16 +1,23 @@
 #pragma once
 // A program folder as the installer leaves it (the settings file, the
-// resources beside the program) and the main form on it, with every
-// collaborator a fake the test drives: the clock, the pings, the tray, the
-// boxes, the processes and windows, the sounds.
+// resources) and every service of the agent as a fake the test drives: the
+// clock, the pings, the tray, the boxes, the processes, the sounds, the chat
+// connections. The pieces of the main window (the server table, the chat
+// router, the scan cycle) are built on it one by one, or the whole form.
+#include "app/ChatRouter.h"
+#include "app/ScanCycle.h"
+#include "app/ServerTable.h"
 #include "app/wnPrincipal.h"
 #include "common/FakeClock.h"
+#include "common/FakeFileTransfer.h"
 #include "common/FakeIrcClient.h"
 #include "common/FakeProbes.h"
 #include "common/FakeServices.h"
 #include "common/FakeSystem.h"
+#include "common/FakeWindowPin.h"
 #include "common/TestSupport.h"
 #include "platform/ProcessWindows.h"
+#include "platform/ShellFolders.h"
 #include "platform/SocketX.h"
 #include "support/Adds.h"
 
@@ -35,77 +42,134 @@ public:
     bool SendTo(const QByteArray &, const QString &, qint32) override { return Create(); }
 };
 
-// "[Centro] Host" names the home server; the compiled-in default is a
-// public name, which no test may reach.
-inline bool namesLoopbackCentre(const QByteArray &ini)
-{
-    return ini.contains("[Centro]\r\nHost=127.");
-}
-
 struct AgentHarness
 {
     // Offline: every keep-alive and upload fails at once without leaving the
-    // test. Loopback: the real socket, for tests with their own servers; only
-    // a folder that names a loopback centre may use it.
+    // test. Loopback: the real socket, for tests with servers of their own;
+    // only settings that name a loopback centre ("[Centro] Host=127.") may
+    // use it, since the centre's own name is a public one.
     enum class Network { Offline, Loopback };
 
-    // `ini` null: no settings file at all.
-    // `realProcesses`: programs the form starts really run (the archiver).
-    explicit AgentHarness(const QByteArray &ini, const QString &commandLine = {},
-                          Network network = Network::Offline, bool realProcesses = false)
+    // `ini` null: no settings file at all. `realPrograms`: programs the
+    // agent starts really run (the archiver) and downloads really travel.
+    explicit AgentHarness(const QByteArray &ini, Network network = Network::Offline,
+                          bool realPrograms = false)
     {
         if (!ini.isNull())
-            writeBytes(folder.filePath(QStringLiteral("Orvex.ini")), ini);
+            writeBytes(path(QStringLiteral("Orvex.ini")), ini);
         const QDir source(qEnvironmentVariable("ORVEX_SOURCE_DIR") + QStringLiteral("/resources"));
         QDir(folder.path()).mkdir(QStringLiteral("resources"));
         for (const QString &f : source.entryList(QDir::Files))
-            QFile::copy(source.filePath(f), folder.filePath(QStringLiteral("resources/") + f));
-        if (network == Network::Offline || !namesLoopbackCentre(ini))
-            offline = std::make_unique<OfflineSocket>();
-        if (realProcesses)
+            QFile::copy(source.filePath(f), path(QStringLiteral("resources/") + f));
+        if (network == Network::Loopback && ini.contains("[Centro]\r\nHost=127."))
+            socket = std::make_unique<platform::SocketX>();
+        else
+            socket = std::make_unique<OfflineSocket>();
+        if (realPrograms) {
             systemProcesses = platform::createProcessWindows();
+            systemTransfer = platform::createFileTransfer();
+        }
         adds = std::make_unique<Adds>(
-            AddsServices{.processWindows = realProcesses ? systemProcesses.get() : &windows,
+            AddsServices{.processWindows = realPrograms ? systemProcesses.get() : &windows,
                          .sound = &sound,
                          .messageBoxes = &boxes,
                          .tray = &tray,
                          .clock = &clock});
-        wnPrincipalContext c;
-        c.adds = adds.get();
-        c.messageBoxes = &boxes;
-        c.instance = &instance;
-        c.programFolder = folder.path();
-        c.commandLine = commandLine;
-        c.endProgram = [this] { ++ended; };
-        c.clock = &clock;
-        c.net = &probes.net;
-        c.socket = offline.get();
-        c.makeChatClient = [this] {
-            auto chat = std::make_unique<FakeIrcClient>();
-            chats.push_back(chat.get());
-            return chat;
-        };
-        form = std::make_unique<wnPrincipal>(c);
     }
 
     QString path(const QString &name) const { return folder.filePath(name); }
 
+    ServerTable::ChatClientFactory chatFactory()
+    {
+        return [this] {
+            auto chat = std::make_unique<FakeIrcClient>();
+            chats.push_back(chat.get());
+            return chat;
+        };
+    }
+
+    // The pieces on their own: the table read from the settings, the chat
+    // windows over it, and the scan cycle over both.
+    ServerTable &table()
+    {
+        if (!m_table) {
+            m_table = std::make_unique<ServerTable>(*adds, path(QStringLiteral("Orvex.ini")),
+                                                    chatFactory());
+            m_table->chooseHomeServer(commandLine);
+            m_table->read();
+        }
+        return *m_table;
+    }
+    ChatRouter &router()
+    {
+        if (!m_router)
+            m_router = std::make_unique<ChatRouter>(*adds, table(), folder.path());
+        return *m_router;
+    }
+    ScanCycle &scan()
+    {
+        if (!m_scan)
+            m_scan = std::make_unique<ScanCycle>(ScanCycle::Parts{
+                .adds = *adds,
+                .socket = *socket,
+                .net = probes.net,
+                .servers = table(),
+                .chats = router(),
+                .programFolder = folder.path(),
+                .iniPath = path(QStringLiteral("Orvex.ini")),
+                .uploadProgress = nullptr,
+            });
+        return *m_scan;
+    }
+
+    // The whole main window on the same services.
+    wnPrincipal &form()
+    {
+        if (!m_form)
+            m_form = std::make_unique<wnPrincipal>(wnPrincipalContext{
+                .adds = *adds,
+                .messageBoxes = boxes,
+                .socket = *socket,
+                .net = probes.net,
+                .transfer = systemTransfer ? *systemTransfer : transfer,
+                .shellFolders = *shellFolders,
+                .windowPin = pin,
+                .makeChatClient = chatFactory(),
+                .endProgram = [this] { ++ended; },
+                .instance = &instance,
+                .programFolder = folder.path(),
+                .commandLine = commandLine,
+                .agentProgram = path(QStringLiteral("Orvex")),
+            });
+        return *m_form;
+    }
+
     QTemporaryDir folder;
+    QString commandLine;
     FakeClock clock;
     FakeTrayBackend tray;
     FakeMessageBoxes boxes;
     FakeSingleInstance instance;
     FakeSound sound;
     FakeProcessWindows windows;
-    std::unique_ptr<platform::ProcessWindows> systemProcesses;
+    FakeFileTransfer transfer;
+    FakeWindowPin pin;
     FakeNet probes;
-    std::unique_ptr<OfflineSocket> offline;
-    // The chat connections the form made, in the order it made them: the
-    // INI's "V2" servers, then the support server's.
+    std::unique_ptr<platform::ProcessWindows> systemProcesses;
+    std::unique_ptr<platform::FileTransfer> systemTransfer;
+    std::unique_ptr<platform::ShellFolders> shellFolders = platform::createShellFolders();
+    std::unique_ptr<platform::SocketX> socket;
+    // The chat connections made, in order: the settings' "V2" servers, then
+    // the support server's.
     std::vector<FakeIrcClient *> chats;
     std::unique_ptr<Adds> adds;
-    std::unique_ptr<wnPrincipal> form;
     int ended = 0;
+
+private:
+    std::unique_ptr<ServerTable> m_table;
+    std::unique_ptr<ChatRouter> m_router;
+    std::unique_ptr<ScanCycle> m_scan;
+    std::unique_ptr<wnPrincipal> m_form;
 };
 
 } // namespace orvex::test
