@@ -32,7 +32,7 @@ void ShortcutAction::run()
         {QCoreApplication::applicationName(),
          u"Desea que también se creen accesos directos en el Inicio, para que el sistema se "
          u"ejecute automáticamente al iniciar la PC?"_s,
-         platform::BoxIcon::Question, platform::BoxButtons::YesNo, platform::DefaultButton::First});
+         platform::BoxIcon::Question, platform::BoxButtons::YesNo, platform::DefaultButton::Second});
     if (answer == platform::Answer::Yes) {
         // Fewer than in the group: only what must run with the PC.
         createGroup(u"Inicio"_s, {{kAgentFile, u"Orvex"},

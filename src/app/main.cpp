@@ -7,12 +7,33 @@
 
 #include <QApplication>
 #include <QComboBox>
+#include <QDateTime>
 #include <QDir>
+#include <QFile>
 #include <QPixmap>
 #include <QStringList>
 #include <QTimer>
 
 namespace {
+
+// ORVEX_LOG names a file the log is appended to, besides the standard error:
+// on Windows the program has no console, and support staff ask for the log.
+void logToFileWhenAsked()
+{
+    static QFile file(qEnvironmentVariable("ORVEX_LOG"));
+    if (file.fileName().isEmpty() || !file.open(QIODevice::Append | QIODevice::Text))
+        return;
+    static const QtMessageHandler previous = qInstallMessageHandler(nullptr);
+    qInstallMessageHandler(
+        [](QtMsgType type, const QMessageLogContext &context, const QString &message) {
+            const QString line = QDateTime::currentDateTime().toString(Qt::ISODateWithMs) + u' ' +
+                                 QString::fromLatin1(context.category) + u": " + message + u'\n';
+            file.write(line.toUtf8());
+            file.flush();
+            if (previous)
+                previous(type, context, message);
+        });
+}
 
 // Unattended runs (the demo under Xvfb) leave pictures: ORVEX_SCREENSHOT the
 // main window, ORVEX_SCREENSHOTS a folder with every window then on screen.
@@ -43,29 +64,37 @@ void takePicturesWhenAsked(QWidget &main)
     });
 }
 
-// Unattended runs: ORVEX_ACTIONS lists maintenance actions (separated by
-// ";") that are chosen and run one after another once the agent is up
-// (ORVEX_ACTIONS_AFTER_MS, default 1000), as the dispatcher would with
-// "Realizar"; with ORVEX_EXIT_AFTER_ACTIONS=1 the program then ends as its
-// exit command ends it.
+// Unattended runs: ORVEX_ACTIONS_FILE names a file that scripts drop
+// commands into, one a line: a maintenance action's text is chosen in the
+// list and run as "Realizar" runs it; "Cerrar el programa" is the tray menu's
+// exit command. The file is read and removed once a second.
 void runActionsWhenAsked(orvex::wnPrincipal &main)
 {
-    const QStringList actions =
-        qEnvironmentVariable("ORVEX_ACTIONS").split(QLatin1Char(';'), Qt::SkipEmptyParts);
-    if (actions.isEmpty())
+    const QString path = qEnvironmentVariable("ORVEX_ACTIONS_FILE");
+    if (path.isEmpty())
         return;
-    const int after = qEnvironmentVariableIsSet("ORVEX_ACTIONS_AFTER_MS")
-                          ? qEnvironmentVariableIntValue("ORVEX_ACTIONS_AFTER_MS")
-                          : 1000;
-    QTimer::singleShot(after, &main, [&main, actions] {
+    auto *poll = new QTimer(&main);
+    QObject::connect(poll, &QTimer::timeout, &main, [&main, path, poll] {
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly))
+            return;
+        const QStringList commands =
+            QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        file.remove();
+        poll->stop(); // an action waits with events running: no second round meanwhile
         auto *combo = main.findChild<QComboBox *>(QStringLiteral("Accion_Combo"));
-        for (const QString &action : actions) {
-            combo->setCurrentText(action);
+        for (QString command : commands) {
+            command = command.trimmed();
+            if (command == QStringLiteral("Cerrar el programa")) {
+                main.mnuEmergente_Click(orvex::TrayMenu::Close);
+                return;
+            }
+            combo->setCurrentText(command);
             main.cmdAccion_Click();
         }
-        if (qEnvironmentVariableIntValue("ORVEX_EXIT_AFTER_ACTIONS") == 1)
-            main.mnuEmergente_Click(orvex::TrayMenu::Close);
+        poll->start();
     });
+    poll->start(1000);
 }
 
 } // namespace
@@ -73,6 +102,7 @@ void runActionsWhenAsked(orvex::wnPrincipal &main)
 int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
+    logToFileWhenAsked();
     QApplication::setApplicationName(QStringLiteral("Orvex"));
     QApplication::setOrganizationName(QStringLiteral("Lumaris"));
     // The agent lives in the notification area: hiding its last window must

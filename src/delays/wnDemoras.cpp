@@ -181,7 +181,7 @@ void wnDemoras::cmdListRemove_Click()
     const int selected = m_ui->Lista->currentIndex().row();
     if (selected >= 0 &&
         m_ctx.boxes->show({QString(), u"Esta seguro de eliminar esta zona?"_s,
-                           platform::BoxIcon::Question, platform::BoxButtons::YesNo,
+                           platform::BoxIcon::None, platform::BoxButtons::YesNo,
                            platform::DefaultButton::Second}) == platform::Answer::Yes) {
         // The text box must not write into the row that takes this one's place.
         if (m_inputTag == selected)

@@ -7,7 +7,6 @@
 #include <QComboBox>
 #include <QDirIterator>
 #include <QLabel>
-#include <QTimer>
 #include <QtTest>
 
 using namespace orvex;
@@ -138,55 +137,6 @@ private slots:
         QCOMPARE(a.h.boxes.asked.size(), size_t(2)); // the two information boxes
     }
 
-    // While a large file arrives the window shows how far it got: bytes in
-    // LabelStatus, the percentage in LabelAvance. ORVEX_SCREENSHOTS keeps a
-    // picture of the window at that moment.
-    void theWindowShowsAnUpdatesProgress()
-    {
-        test::CentreProcess centre;
-        QVERIFY(centre.running());
-        const QString updates = centre.data.path() + u"/updates/Ox/"_s;
-        QVERIFY(QDir().mkpath(updates));
-        const QByteArray large = module(4) + QByteArray(40 * 1024 * 1024, '\x5A');
-        QVERIFY(test::writeBytes(updates + u"Grande.exe"_s, large));
-
-        Agent a(centre);
-        QVERIFY(a.load());
-        QWidget &window = a.h.form();
-        window.resize(560, 420);
-        QLabel &status = a.label("LabelStatus");
-        QLabel &avance = a.label("LabelAvance");
-        QStringList seen;
-        bool pictured = false;
-        QTimer watch;
-        QObject::connect(&watch, &QTimer::timeout, [&] {
-            if (status.text().isEmpty() || !avance.text().endsWith(u'%'))
-                return;
-            seen << status.text() + u' ' + avance.text();
-            const QString folder = qEnvironmentVariable("ORVEX_SCREENSHOTS");
-            if (!pictured && !folder.isEmpty() && avance.text() != u"0%"_s) {
-                QDir().mkpath(folder);
-                window.grab().save(folder + u"/update-progress.png"_s);
-                pictured = true;
-            }
-        });
-        watch.start(1);
-        a.act(u"Actualizar sistema por Internet"_s);
-        watch.stop();
-
-        QCOMPARE(test::readBytes(a.h.path(u"Grande.exe"_s)), large);
-        QVERIFY2(!seen.isEmpty(), "no progress was shown");
-        // Each sample is "received/announced percent%" (the received bytes
-        // count the reply's head too), the percent from those bytes.
-        for (const QString &sample : seen) {
-            const QStringList parts = sample.split(u' ');
-            const QStringList bytes = parts[0].split(u'/');
-            QCOMPARE(bytes.size(), 2);
-            const double done = bytes[0].toDouble(), total = bytes[1].toDouble();
-            QVERIFY2(total == large.size() && done > 0, qPrintable(sample));
-            QCOMPARE(parts[1], QString::number(qint64(done / (total / 100))) + u'%');
-        }
-    }
 };
 
 QTEST_MAIN(TestActionsCentre)

@@ -75,7 +75,7 @@ private slots:
         QUdpSocket gama;
         QVERIFY(gama.bind(QHostAddress::LocalHost, 0));
         Harness h(iniWith({alphaAt(alpha), "Beta/prov1/127.0.0.2:" + closedPort + "/V2/60",
-                           "Gama/prov1/127.0.0.1:" + QByteArray::number(gama.localPort()) + "/V1",
+                           "Gama/Gr\xFA" "a/127.0.0.1:" + QByteArray::number(gama.localPort()) + "/V1",
                            "Delta/prov2/127.0.0.3:1/V3/60"}),
                   Harness::Network::Loopback);
         h.probes.pinger.answering[test::ipv4(127, 0, 0, 2)] = true; // Beta's host is up
@@ -93,7 +93,9 @@ private slots:
         QVERIFY(m_centre->requests[0].startsWith("GET /DynIP?CMD=KEEPALIVE&&DOMAINNAME=prov2&&"));
         QCOMPARE(alpha.requests.size(), 1);
         QTRY_VERIFY(gama.hasPendingDatagrams());
-        QCOMPARE(gama.receiveDatagram().data(), QByteArray("prov1"));
+        // A "V1" keep-alive is one datagram: the domain's ANSI bytes.
+        QCOMPARE(gama.receiveDatagram().data(), QByteArray("Gr\xFA"
+                                                           "a"));
         // Pings only after failures: Beta's and Delta's hosts.
         QCOMPARE(h.probes.pinger.sent,
                  (std::vector<std::uint32_t>{test::ipv4(127, 0, 0, 2), test::ipv4(127, 0, 0, 3)}));

@@ -12,8 +12,6 @@
 #include "support/helpers/LoopbackHttpServer.h"
 #include "support/helpers/PeImageWriter.h"
 
-#include <QNetworkDatagram>
-#include <QUdpSocket>
 #include <QtTest>
 
 using namespace orvex;
@@ -84,18 +82,6 @@ private slots:
         QTEST(s.basePicture(), "picture");
         QCOMPARE(s.hasRow(), s.overall > 0);
         QVERIFY(!s.changed);
-    }
-
-    void anyStateMoveIsAChange()
-    {
-        std::vector<DynIpServer> servers;
-        servers.push_back(server(u"S"_s, 3));
-        servers.push_back(server(u"A"_s, 3, 1));
-        QVERIFY(judgeServers(servers).changed);
-        servers[1].PrevState = 3;
-        QVERIFY(!judgeServers(servers).changed);
-        servers[0].PrevState = 0; // the first result of a server is a change too
-        QVERIFY(judgeServers(servers).changed);
     }
 
     void answerNeedsBothMarkers_data()
@@ -172,23 +158,6 @@ private slots:
         } else if (http) {
             QVERIFY(http->requests.isEmpty());
         }
-    }
-
-    void v1IsOneDatagramHoldingTheDomain()
-    {
-        QUdpSocket peer;
-        QVERIFY(peer.bind(QHostAddress::LocalHost, 0));
-        test::FakeClock clock;
-        Adds adds(AddsServices{.clock = &clock});
-        platform::SocketX socket;
-        test::FakeNet probes;
-        KeepAliveSender sender(adds, socket, probes.net);
-        const KeepAliveOutcome out = sender.send(target(u"V1"_s, peer.localPort(), u"Grúa"_s));
-        QCOMPARE(int(out.state), 3);
-        QTRY_VERIFY(peer.hasPendingDatagrams());
-        QCOMPARE(peer.receiveDatagram().data(), QByteArray("Gr\xFA"
-                                                           "a"));
-        QVERIFY(probes.pinger.sent.empty());
     }
 
     void delayUploadGoesToEveryV2ServerOnce()

@@ -162,7 +162,7 @@ private slots:
         QCOMPARE(b.rows(), kDefaults);
         QCOMPARE(b.boxes.asked[0], (platform::MessageBoxRequest{
                                        QString(), u"Esta seguro de eliminar esta zona?"_s,
-                                       platform::BoxIcon::Question, platform::BoxButtons::YesNo,
+                                       platform::BoxIcon::None, platform::BoxButtons::YesNo,
                                        platform::DefaultButton::Second}));
         // The text box was bound to the row that goes: it must not write the
         // delay into the row that takes its place.

@@ -1,0 +1,55 @@
+// Prints, for each shell link named on the command line, its target, its
+// working folder and its icon as the shell reads them back (IShellLinkW), one
+// line per link: "link|target|folder|icon,index". Exit 1 when one cannot be
+// read. Built with mingw-w64 by the Wine test.
+#include <windows.h>
+
+#include <shlobj.h>
+
+#include <cstdio>
+#include <string>
+
+namespace {
+
+std::string utf8(const wchar_t *wide)
+{
+    const int size = WideCharToMultiByte(CP_UTF8, 0, wide, -1, nullptr, 0, nullptr, nullptr);
+    std::string out(size > 0 ? size_t(size) : 1, '\0');
+    WideCharToMultiByte(CP_UTF8, 0, wide, -1, out.data(), size, nullptr, nullptr);
+    out.pop_back();
+    return out;
+}
+
+} // namespace
+
+int wmain(int argc, wchar_t **argv)
+{
+    if (FAILED(CoInitialize(nullptr)))
+        return 1;
+    int status = 0;
+    for (int i = 1; i < argc; ++i) {
+        IShellLinkW *link = nullptr;
+        IPersistFile *file = nullptr;
+        wchar_t target[MAX_PATH] = {}, folder[MAX_PATH] = {}, icon[MAX_PATH] = {};
+        int iconIndex = 0;
+        const bool read =
+            SUCCEEDED(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER,
+                                       IID_IShellLinkW, reinterpret_cast<void **>(&link))) &&
+            SUCCEEDED(link->QueryInterface(IID_IPersistFile, reinterpret_cast<void **>(&file))) &&
+            SUCCEEDED(file->Load(argv[i], STGM_READ)) &&
+            SUCCEEDED(link->GetPath(target, MAX_PATH, nullptr, 0)) &&
+            SUCCEEDED(link->GetWorkingDirectory(folder, MAX_PATH)) &&
+            SUCCEEDED(link->GetIconLocation(icon, MAX_PATH, &iconIndex));
+        if (read)
+            std::printf("%s|%s|%s|%s,%d\n", utf8(argv[i]).c_str(), utf8(target).c_str(),
+                        utf8(folder).c_str(), utf8(icon).c_str(), iconIndex);
+        else
+            status = 1;
+        if (file)
+            file->Release();
+        if (link)
+            link->Release();
+    }
+    CoUninitialize();
+    return status;
+}
