@@ -51,23 +51,6 @@ QStringView rowDelay(QStringView row)
     return field(row, 1);
 }
 
-QStringList parseDelaysFile(QStringView text)
-{
-    QStringList rows;
-    qsizetype start = 0;
-    while (start <= text.size()) {
-        qsizetype end = text.indexOf(u"\r\n", start);
-        if (end < 0)
-            end = text.size();
-        const QStringView line = text.sliced(start, end - start);
-        const QStringView name = field(line, 0);
-        if (!name.isEmpty())
-            rows.append(row(name, field(line, 1)));
-        start = end + 2;
-    }
-    return rows;
-}
-
 QString delaysFileText(const QStringList &rows)
 {
     QString text;

@@ -12,10 +12,6 @@ QString row(QStringView name, QStringView delay);
 QStringView rowName(QStringView row);
 QStringView rowDelay(QStringView row);
 
-// The rows of a delays file: one per CR LF line whose first TAB field (the
-// zone) is not empty, with its second field as the delay.
-QStringList parseDelaysFile(QStringView text);
-
 // The file's text for these rows: every row that is not empty, each ended by
 // CR LF.
 QString delaysFileText(const QStringList &rows);

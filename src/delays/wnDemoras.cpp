@@ -77,10 +77,6 @@ wnDemoras::wnDemoras(const wnDemorasContext &context, QWidget *parent)
     : QWidget(parent), m_ctx(context), m_ui(std::make_unique<Ui::wnDemoras>())
 {
     m_ui->setupUi(this);
-    if (!m_ctx.pin) {
-        m_ownPin = platform::createWindowPin();
-        m_ctx.pin = m_ownPin.get();
-    }
     m_ui->Lista->setModel(&m_rows);
     connect(m_ui->Lista->selectionModel(), &QItemSelectionModel::currentChanged, this,
             [this] { Lista_Click(); });
@@ -122,10 +118,11 @@ void wnDemoras::Form_Load()
                    Qt::WindowMinimizeButtonHint);
     centre();
     m_ui->Lista->setItemDelegate(new TabStopDelegate({100, 200}, m_ui->Lista));
-    QStringList rows = delays::parseDelaysFile(m_ctx.adds->File_ReadBinary(delaysFile()));
-    if (rows.isEmpty())
-        rows = {delays::row(u"Mecanica", u"00:00"), delays::row(u"Grua", u"00:00")};
-    m_rows.setStringList(rows);
+    // Only a plain file is read: a pipe or a device would never end.
+    if (QFile file(delaysFile()); QFileInfo(file).isFile() && file.open(QIODevice::ReadOnly))
+        m_rows.loadFile(file.readAll());
+    if (m_rows.rowCount() == 0)
+        m_rows.setRows({delays::row(u"Mecanica", u"00:00"), delays::row(u"Grua", u"00:00")});
     m_inputTag.reset();
 }
 
@@ -256,7 +253,7 @@ bool wnDemoras::eventFilter(QObject *watched, QEvent *event)
 
 void wnDemoras::cmdEnviar_Click()
 {
-    GuardarDemoras(delays::delaysFileText(m_rows.stringList()));
+    GuardarDemoras(delays::delaysFileText(m_rows.rows()));
     focusLista();
     // Hidden, not closed: the reminders go on.
     hide();
@@ -270,7 +267,7 @@ bool wnDemoras::GuardarDemoras(const std::optional<QString> &text)
     if (text) {
         wanted = *text;
     } else {
-        for (const QString &r : m_rows.stringList())
+        for (const QString &r : m_rows.rows())
             wanted += delays::row(delays::rowName(r), delays::rowDelay(r)) + u"\r\n";
     }
     const QString file = delaysFile();

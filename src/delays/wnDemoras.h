@@ -1,6 +1,6 @@
 #pragma once
+#include "delays/DelayRows.h"
 #include <QDateTime>
-#include <QStringListModel>
 #include <QTimer>
 #include <QWidget>
 
@@ -28,7 +28,7 @@ struct wnDemorasContext
     Adds *adds = nullptr;
     platform::MessageBoxes *boxes = nullptr;
     QString programFolder;
-    // Keeps the board above all windows; null uses the system's.
+    // Keeps the board above all windows (required).
     platform::WindowPin *pin = nullptr;
     // The delay remembered for a zone's name, from the user's saved settings;
     // null reads them from the system's per-user store.
@@ -52,7 +52,7 @@ public:
     // Controls and members, by the names the board's rules use.
     Ui::wnDemoras &ui() { return *m_ui; }
     QListView *Lista() const;
-    QStringListModel &ListaRows() { return m_rows; }
+    delays::DelayRows &ListaRows() { return m_rows; }
     QTimer &TimerScan() { return m_timerScan; }
     QDateTime LastSaved;
     int Countdown = 0;
@@ -93,8 +93,7 @@ private:
 
     wnDemorasContext m_ctx;
     std::unique_ptr<Ui::wnDemoras> m_ui;
-    std::unique_ptr<platform::WindowPin> m_ownPin;
-    QStringListModel m_rows;
+    delays::DelayRows m_rows;
     QTimer m_timerScan;
     std::optional<int> m_inputTag;
 };

@@ -35,7 +35,7 @@ struct Board
         form = std::make_unique<wnDemoras>(c);
     }
     QString path() const { return folder.filePath(u"OxDemoras.txt"_s); }
-    QStringList rows() const { return form->ListaRows().stringList(); }
+    QStringList rows() const { return form->ListaRows().rows(); }
     void select(int row) { form->Lista()->setCurrentIndex(form->ListaRows().index(row)); }
     void key(QWidget *to, Qt::Key k) { QTest::keyClick(to, k); }
     int reminders() const { return int(sound.played.filter(u"cargardemoras.wav"_s).size()); }
@@ -93,6 +93,9 @@ private slots:
             << QByteArray("\t01:00\t\r\nSur\r\nOeste\t02:00")
             << QStringList{u"Sur\t\t"_s, u"Oeste\t02:00\t"_s};
         QTest::newRow("only empty names") << QByteArray("\t1\t\r\n\r\n") << kDefaults;
+        QTest::newRow("fields after the delay dropped")
+            << QByteArray("Este\t00:30\tnota\r\nOeste\t01:00\t\r\n")
+            << QStringList{u"Este\t00:30\t"_s, u"Oeste\t01:00\t"_s};
     }
     void loadingTheFile()
     {
@@ -110,7 +113,15 @@ private slots:
         QByteArray many;
         for (int i = 0; i < 10000; ++i)
             many += "Zona " + QByteArray::number(i) + "\t00:15\t\r\n";
-        QCOMPARE(Board(many).rows().size(), 10000);
+        Board large(many);
+        QCOMPARE(large.rows().size(), 10000);
+        // Every row written again, twice: the rows stay what was written.
+        delays::DelayRows &rows = large.form->ListaRows();
+        for (int round = 0; round < 2; ++round)
+            for (int i = 0; i < rows.rowCount(); ++i)
+                rows.setData(rows.index(i), u"Zona %1\t0%2:00\t"_s.arg(i).arg(round));
+        QCOMPARE(large.rows().value(9999), u"Zona 9999\t01:00\t"_s);
+        QCOMPARE(large.rows().value(0), u"Zona 0\t01:00\t"_s);
         QByteArray noise(200000, '\0');
         for (char &c : noise)
             c = char(QRandomGenerator::global()->bounded(256));
@@ -160,10 +171,10 @@ private slots:
         b.boxes.answers = {platform::Answer::No, platform::Answer::Yes};
         b.form->cmdListRemove_Click();
         QCOMPARE(b.rows(), kDefaults);
-        QCOMPARE(b.boxes.asked[0], (platform::MessageBoxRequest{
-                                       QString(), u"Esta seguro de eliminar esta zona?"_s,
-                                       platform::BoxIcon::None, platform::BoxButtons::YesNo,
-                                       platform::DefaultButton::Second}));
+        QCOMPARE(b.boxes.asked[0],
+                 (platform::MessageBoxRequest{QString(), u"Esta seguro de eliminar esta zona?"_s,
+                                              platform::BoxIcon::None, platform::BoxButtons::YesNo,
+                                              platform::DefaultButton::Second}));
         // The text box was bound to the row that goes: it must not write the
         // delay into the row that takes its place.
         b.form->ui().InputDemora->setText(u"05:00"_s);
