@@ -9,7 +9,6 @@
 #include "platform/SoundPlayer.h"
 #include "platform/TrayBackend.h"
 #include "platform/WindowPin.h"
-#include "support/EventWait.h"
 #include "support/Net.h"
 
 #include <QLoggingCategory>
@@ -52,33 +51,6 @@ private:
     std::optional<QString> m_input;
 };
 
-// Once the program is ending nothing may stop it: a box that an unwinding
-// action would show is answered No (or cancelled) without a person.
-class BoxesWhileRunning final : public platform::MessageBoxes
-{
-public:
-    explicit BoxesWhileRunning(std::unique_ptr<platform::MessageBoxes> boxes)
-        : m_boxes(std::move(boxes))
-    {}
-
-    platform::Answer show(const platform::MessageBoxRequest &request) override
-    {
-        if (!waitsEnded())
-            return m_boxes->show(request);
-        qCInfo(lcMessages).noquote() << "not shown, the program ends:" << request.text;
-        return request.buttons == platform::BoxButtons::Ok ? platform::Answer::Ok
-                                                           : platform::Answer::No;
-    }
-
-    std::optional<QString> inputBox(const platform::InputBoxRequest &request) override
-    {
-        return waitsEnded() ? std::nullopt : m_boxes->inputBox(request);
-    }
-
-private:
-    std::unique_ptr<platform::MessageBoxes> m_boxes;
-};
-
 std::unique_ptr<platform::MessageBoxes> chooseMessageBoxes()
 {
     const QString scripted = qEnvironmentVariable("ORVEX_ANSWER").toLower();
@@ -100,9 +72,9 @@ std::unique_ptr<platform::MessageBoxes> createScriptedMessageBoxes(platform::Ans
 }
 
 AppServices::AppServices()
-    : m_messageBoxes(std::make_unique<BoxesWhileRunning>(chooseMessageBoxes())),
-      m_tray(platform::createTrayBackend()), m_processWindows(platform::createProcessWindows()),
-      m_sound(platform::createSoundPlayer()), m_connectionState(platform::createConnectionState())
+    : m_messageBoxes(chooseMessageBoxes()), m_tray(platform::createTrayBackend()),
+      m_processWindows(platform::createProcessWindows()), m_sound(platform::createSoundPlayer()),
+      m_connectionState(platform::createConnectionState())
 {
     AddsServices services;
     services.processWindows = m_processWindows.get();

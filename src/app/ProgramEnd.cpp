@@ -1,22 +1,11 @@
 #include "app/ProgramEnd.h"
 
-#include "support/EventWait.h"
-
-#include <QCoreApplication>
 #include <QDir>
-#include <QLoggingCategory>
-#include <QTimer>
 
 #include <cstdio>
 #include <cstdlib>
 
-Q_DECLARE_LOGGING_CATEGORY(lcStart)
-
 namespace orvex {
-
-namespace {
-constexpr int kGraceMs = 1000;
-}
 
 int removeTemporaryFiles(const QString &programFolder)
 {
@@ -28,17 +17,12 @@ int removeTemporaryFiles(const QString &programFolder)
     return removed;
 }
 
-void endProgram(const QString &programFolder)
+void endProgramNow(const QString &programFolder)
 {
-    endAllWaits();
-    QCoreApplication::exit(0);
-    QTimer::singleShot(kGraceMs, [programFolder] {
-        qCWarning(lcStart) << "still busy a second after the end: ending now";
-        removeTemporaryFiles(programFolder);
-        std::fflush(stdout);
-        std::fflush(stderr);
-        std::_Exit(0);
-    });
+    removeTemporaryFiles(programFolder);
+    std::fflush(stdout);
+    std::fflush(stderr);
+    std::_Exit(0);
 }
 
 } // namespace orvex

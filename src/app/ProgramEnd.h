@@ -4,10 +4,11 @@
 
 namespace orvex {
 
-// Every wait returns and the event loop ends, so that what waited unwinds
-// and cleans up after itself; should anything still hold the program a
-// second later, it ends there, its temporary files removed.
-void endProgram(const QString &programFolder);
+// Ends the process now, whatever it waits for (a download, the archiver, a
+// slow server), as an unconditional end does: nothing is asked or saved, no
+// waiting step goes on. The temporary files it made go first; the files it
+// writes are replaced whole, so none is left half written.
+[[noreturn]] void endProgramNow(const QString &programFolder);
 
 // Removes the temporary files the agent makes while it waits (downloads on
 // their way, spooled replies): ".orvex-*" in the "Instalables" folder. At

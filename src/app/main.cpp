@@ -116,7 +116,7 @@ int main(int argc, char *argv[])
         services.formContext(instance.get(), QApplication::applicationDirPath(),
                              QApplication::arguments().mid(1).join(QLatin1Char(' ')),
                              QApplication::applicationFilePath(),
-                             [] { orvex::endProgram(QApplication::applicationDirPath()); }));
+                             [] { orvex::endProgramNow(QApplication::applicationDirPath()); }));
     orvex::platform::onTerminationRequest([&form] { form.Form_Unload(); });
     if (!form.Form_Load())
         return 0;

@@ -10,15 +10,11 @@
 #include <algorithm>
 
 namespace orvex {
-namespace {
-bool g_ended = false;
-}
-
 bool waitUntil(const std::function<bool()> &done, int timeoutMs, int pollMs, const Clock *clock)
 {
     if (done())
         return true;
-    if (!QCoreApplication::instance() || g_ended)
+    if (!QCoreApplication::instance())
         return false;
     // Milliseconds left, or -1 without limit.
     std::function<qint64()> remaining = [] { return qint64(-1); };
@@ -38,7 +34,7 @@ bool waitUntil(const std::function<bool()> &done, int timeoutMs, int pollMs, con
     wake.start(pollMs);
     while (!done()) {
         const qint64 left = remaining();
-        if (left == 0 || g_ended)
+        if (left == 0)
             return done();
         if (left > 0 && left < pollMs)
             wake.start(static_cast<int>(left));
@@ -50,16 +46,6 @@ bool waitUntil(const std::function<bool()> &done, int timeoutMs, int pollMs, con
 void pauseWithEvents(int ms)
 {
     waitUntil([] { return false; }, std::max(ms, 0), std::max(ms, 1));
-}
-
-void endAllWaits()
-{
-    g_ended = true;
-}
-
-bool waitsEnded()
-{
-    return g_ended;
 }
 
 } // namespace orvex

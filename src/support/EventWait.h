@@ -19,10 +19,4 @@ bool waitUntil(const std::function<bool()> &done, int timeoutMs, int pollMs = 50
 // Lets events run for `ms` milliseconds without spinning.
 void pauseWithEvents(int ms);
 
-// The program is ending: every wait returns at once, and none starts again,
-// so that whatever waited (a download, a child program, a slow server)
-// unwinds and the event loop can end.
-void endAllWaits();
-bool waitsEnded();
-
 } // namespace orvex
