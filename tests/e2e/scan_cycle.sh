@@ -33,6 +33,7 @@ trap cleanup EXIT
 fail() {
   echo "FAIL: $*"
   for f in "$work"/*.log; do echo "--- $f"; tail -n 40 "$f"; done
+  [ -f "$work/public.log" ] && { echo "--- public.log"; cat "$work/public.log"; }
   exit 1
 }
 wait_for() { # seconds command...
@@ -127,7 +128,8 @@ grep -q "unloading" "$work/agent.log" || fail "the agent did not unload"
 printf '[DynIP]\r\nDynIP Server 1=Central/e2eprov/127.0.0.1/V2/5\r\n' >"$prog/Orvex.ini"
 "$prog/orvex" >"$work/public.log" 2>&1 &
 public=$!; pids+=("$public")
-wait_for 30 grep -q "centro.sendaro.net" "$work/public.log" || fail "no attempt logged for the public host"
+wait_for 30 grep -q "centro.sendaro.net" "$work/public.log" ||
+  fail "no attempt logged for the public host: $(ps -o pid,stat,wchan:30,etime,cmd -p "$public"; cat /proc/$public/task/*/wchan 2>/dev/null | tr '\0' ' ')"
 kill -0 "$public" 2>/dev/null || fail "the agent did not keep running without its centre"
 kill -TERM "$public"
 wait_for 10 sh -c "! kill -0 $public 2>/dev/null" || fail "the agent did not end"
