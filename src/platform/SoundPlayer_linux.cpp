@@ -2,10 +2,15 @@
 
 #include <QDeadlineTimer>
 #include <QFile>
+#include <QFileInfo>
+#include <QLoggingCategory>
 #include <QSoundEffect>
 #include <QUrl>
 
 #include <algorithm>
+#include <utility>
+
+Q_LOGGING_CATEGORY(lcSound, "orvex.sound")
 
 namespace orvex::platform {
 
@@ -16,6 +21,17 @@ namespace {
 constexpr qint64 StartMarginMs = 1500;
 // Enough for every header chunk a real WAV file puts before its samples.
 constexpr qint64 HeadBytes = 64 * 1024;
+
+// Qt plays sounds through a PulseAudio server (PipeWire offers one too).
+// Without one every sound would fail with Qt's own warnings: the agent runs
+// silent and says so once.
+bool soundServerReachable()
+{
+    if (qEnvironmentVariableIsSet("PULSE_SERVER"))
+        return true;
+    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    return !runtime.isEmpty() && QFileInfo::exists(runtime + QStringLiteral("/pulse/native"));
+}
 
 class QtSoundPlayer final : public SoundPlayer
 {
@@ -33,6 +49,13 @@ public:
         const std::optional<qint64> length = wavDurationMs(file.read(HeadBytes), file.size());
         if (!length)
             return false;
+        static const bool server = soundServerReachable();
+        if (!server) {
+            static bool said = false;
+            if (!std::exchange(said, true))
+                qCInfo(lcSound) << "no sound server (PulseAudio or PipeWire): sounds are not played";
+            return false;
+        }
 
         m_effect = std::make_unique<QSoundEffect>();
         QSoundEffect *effect = m_effect.get();
