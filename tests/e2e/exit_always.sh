@@ -7,7 +7,8 @@
 set -u
 orvex="$1"
 if [ "${2:-}" != "--inside" ]; then
-  unshare --net true 2>/dev/null || { echo "skipped: network namespaces are not permitted here (unshare --net)"; exit 77; }
+  . "$(dirname "$0")/../common/missing.sh"
+  unshare --net true 2>/dev/null || missing "network namespaces are not permitted here (unshare --net)"
   exec unshare --net bash "$0" "$orvex" --inside
 fi
 ip link set lo up

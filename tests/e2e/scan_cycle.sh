@@ -7,13 +7,12 @@ orvex="$1"
 bin=$(cd "$(dirname "$orvex")" && pwd)
 
 if [ "${1:-}" != "--inside" ]; then
-  if ! unshare --net true 2>/dev/null; then
-    echo "skipped: network namespaces are not permitted here (unshare --net)"; exit 77
-  fi
+  . "$(dirname "$0")/../common/missing.sh"
+  unshare --net true 2>/dev/null || missing "network namespaces are not permitted here (unshare --net)"
   for tool in Xvfb curl python3; do
-    command -v "$tool" >/dev/null || { echo "skipped: $tool is not installed"; exit 77; }
+    command -v "$tool" >/dev/null || missing "$tool is not installed"
   done
-  [ -x /usr/sbin/ngircd ] || { echo "skipped: ngircd is not installed"; exit 77; }
+  [ -x /usr/sbin/ngircd ] || missing "ngircd is not installed"
   [ -x "$bin/orvex-centre" ] || { echo "FAIL: no orvex-centre beside $orvex"; exit 1; }
   exec unshare --net bash "$0" --inside "$orvex"
 fi

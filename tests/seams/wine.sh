@@ -15,14 +15,11 @@ export WINEPREFIX="$out/prefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=
 
 cxx=$(command -v x86_64-w64-mingw32-g++ || true)
 wine=$(command -v wine || true)
+. "$src/tests/common/missing.sh"
 if [ -z "$cxx" ] || [ ! -f /usr/include/doctest/doctest.h ]; then
-  echo "skipped: the Windows seams need mingw-w64 and doctest (scripts/install-deps installs them)"
-  exit 77
+  missing "the Windows seams need mingw-w64 and doctest (scripts/install-deps installs them)"
 fi
-no_wine() {
-  echo "skipped: Wine is not installed, so the Windows seams were compiled but not run"
-  exit 77
-}
+no_wine() { missing "Wine is not installed, so the Windows seams were compiled but not run"; }
 
 # The fixture's X server, started by setup and stopped by cleanup.
 load_display() {
@@ -86,7 +83,7 @@ run)
   case "$suite" in
   processwindows | systemmenu)
     # Windows need a display for Wine to draw them on.
-    [ -n "${DISPLAY:-}" ] || { echo "skipped: no Xvfb for the window tests"; exit 77; } ;;
+    [ -n "${DISPLAY:-}" ] || missing "no Xvfb for the window tests" ;;
   esac
   if [ "$suite" = pinger ] && [ "$(id -u)" = 0 ] && command -v unshare >/dev/null; then
     # In a network namespace of its own, 10.9.9.2 sits behind one end of a

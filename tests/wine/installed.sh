@@ -7,10 +7,7 @@
 set -u
 src="$1" build="$2"
 
-missing() { # a missing piece fails in CI, is a skip elsewhere
-  if [ "${CI:-}" = true ]; then echo "FAIL: $1"; exit 1; fi
-  echo "skipped: $1"; exit 77
-}
+. "$(dirname "$0")/../common/missing.sh"
 if [ "${3:-}" != "--inside" ]; then
   setup=$(ls "$src"/build/windows-cross/package/orvex-*-windows-x64-setup.exe 2>/dev/null | head -1)
   [ -n "$setup" ] || missing "no Windows installer: scripts/package-windows builds it (scripts/test does)"
