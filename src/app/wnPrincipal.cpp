@@ -10,8 +10,6 @@
 #include "app/ScanStatus.h"
 #include "app/TabColumnDelegate.h"
 #include "app/TrayMenu.h"
-#include "chat/wnChat.h"
-#include "chat/wnChatTo.h"
 #include "delays/wnDemoras.h"
 #include "platform/MessageBoxes.h"
 #include "platform/SingleInstance.h"
@@ -239,11 +237,6 @@ void wnPrincipal::decorateWindow()
     setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
                    Qt::WindowMinimizeButtonHint);
     m_tray->buildWindowMenu(!m_ctx.adds.Lumaris_AgregarAboutEnMenu(handle));
-}
-
-void wnPrincipal::TimerScan_Timer()
-{
-    m_scan->TimerScan_Timer();
 }
 
 void wnPrincipal::showServerLine(int index)

@@ -79,7 +79,6 @@ public:
     // The unload handler: the tray icon goes, then the program ends.
     void Form_Unload();
 
-    void TimerScan_Timer();
     void mnuEmergente_Click(int Index);
     void mnuChat_Click(int Index);
     // The maintenance actions: the button runs the action whose text the
