@@ -65,19 +65,17 @@ ZipHandle openArchive(const fs::path &archive)
     throw Failure(std::string("no se pudo leer el índice del zip: ") + zip_strerror(zip));
 }
 
-// The name libzip gives entry `index`, once the bytes the directory holds for
-// it (the name field, and a Unicode Path field's name that libzip prefers)
-// are known to be the same name, whole and safe.
+// The name libzip gives entry `index`, once the directory's own bytes for it
+// are known to be safe (a NUL would cut libzip's copy short) and to be what
+// libzip read, from the name field or a Unicode Path field.
 std::string checkedName(zip_t *zip, zip_uint64_t index, const RawEntryName &raw)
 {
     const char *libzipRaw = zip_get_name(zip, index, ZIP_FL_ENC_RAW);
     const char *name = zip_get_name(zip, index, 0);
     if (!libzipRaw || !name)
         unreadableIndex(zip);
-    for (const std::string &bytes : {raw.name, raw.unicodeName.value_or(std::string())}) {
-        if (!bytes.empty() && !safeEntryParts(bytes))
-            throw entryRefused(bytes, kUnsafeName);
-    }
+    if (!safeEntryParts(raw.name))
+        throw entryRefused(raw.name, kUnsafeName);
     if (libzipRaw != raw.name && libzipRaw != raw.unicodeName)
         throw entryRefused(raw.name, "el índice del zip no es coherente");
     return name;

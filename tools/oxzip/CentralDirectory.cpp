@@ -85,8 +85,9 @@ std::optional<std::vector<RawEntryName>> readEntryNames(std::string_view directo
             const auto length = static_cast<std::size_t>(field(extra, 2, 2));
             if (extra.size() - 4 < length)
                 break;
-            // Version (1 byte) and the CRC of the name field (4 bytes) come first.
-            if (id == kUnicodePathField && length >= 5)
+            // Version (1 byte) and the CRC of the name field (4 bytes) come
+            // first; like libzip, only the first such field counts.
+            if (id == kUnicodePathField && length >= 5 && !entry.unicodeName)
                 entry.unicodeName = std::string(extra.substr(9, length - 5));
             extra.remove_prefix(4 + length);
         }

@@ -35,7 +35,7 @@ std::optional<DirectoryExtent> findCentralDirectory(std::string_view tail,
 struct RawEntryName
 {
     std::string name;                       // the header's name field
-    std::optional<std::string> unicodeName; // its Unicode Path field's name, if any
+    std::optional<std::string> unicodeName; // its first Unicode Path field's name
 };
 
 // The names of the first `entries` headers of `directory`; std::nullopt when
