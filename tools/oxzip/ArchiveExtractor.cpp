@@ -91,11 +91,11 @@ ExtractionPlan planExtraction(zip_t *zip, const fs::path &archive, const fs::pat
     for (zip_uint64_t index = 0; index < rawNames.size(); ++index) {
         const std::string name = checkedName(zip, index, rawNames[index]);
         const auto parts = safeEntryParts(name);
+        if (!parts)
+            throw entryRefused(name, kUnsafeName);
         zip_stat_t stat;
         zip_uint8_t host = 0;
         zip_uint32_t attributes = 0;
-        if (!parts)
-            throw entryRefused(name, kUnsafeName);
         if (zip_stat_index(zip, index, 0, &stat) < 0 ||
             zip_file_get_external_attributes(zip, index, 0, &host, &attributes) < 0)
             unreadableIndex(zip);
