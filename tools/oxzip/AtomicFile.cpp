@@ -25,9 +25,15 @@ namespace fs = std::filesystem;
 namespace orvex::oxzip {
 namespace {
 
+// Strings here are built by appending: GCC 12 warns (-Wrestrict, a false
+// alarm) on "literal" + std::string once these calls are inlined.
 std::string describe(const fs::path &path, int error)
 {
-    return "\"" + utf8Of(path) + "\": " + std::generic_category().message(error);
+    std::string text(1, '"');
+    text += utf8Of(path);
+    text += "\": ";
+    text += std::generic_category().message(error);
+    return text;
 }
 
 #ifdef _WIN32
@@ -87,21 +93,32 @@ void syncFolder(const fs::path &folder)
 }
 #endif
 
+// A new, empty file beside `target` whose name nothing else has: opened
+// exclusively, so two runs never share one. The open descriptor is returned.
+int createSibling(const fs::path &target, const char *kind, fs::path &created)
+{
+    std::random_device seed;
+    std::mt19937 random(seed());
+    std::string prefix(1, '.');
+    prefix += utf8Of(target.filename());
+    prefix += kind;
+    int fd = -1;
+    for (int attempt = 0; attempt < 100 && fd < 0; ++attempt) {
+        created = target.parent_path() / pathFromUtf8(prefix + std::to_string(random()));
+        fd = openExclusive(created);
+        if (fd < 0 && errno != EEXIST)
+            break;
+    }
+    if (fd < 0)
+        throw Failure("no se pudo crear un temporal junto a " + describe(target, errno));
+    return fd;
+}
+
 } // namespace
 
 AtomicFile::AtomicFile(fs::path target) : m_target(std::move(target))
 {
-    std::random_device seed;
-    std::mt19937 random(seed());
-    const std::string prefix = "." + utf8Of(m_target.filename()) + ".oxzip-";
-    for (int attempt = 0; attempt < 100 && m_fd < 0; ++attempt) {
-        m_temporary = m_target.parent_path() / pathFromUtf8(prefix + std::to_string(random()));
-        m_fd = openExclusive(m_temporary);
-        if (m_fd < 0 && errno != EEXIST)
-            break;
-    }
-    if (m_fd < 0)
-        throw Failure("no se pudo crear un temporal junto a " + describe(m_target, errno));
+    m_fd = createSibling(m_target, ".oxzip-", m_temporary);
 }
 
 AtomicFile::~AtomicFile()
@@ -143,7 +160,7 @@ void AtomicFile::finish()
         throw Failure("no se pudo escribir " + describe(m_temporary, flushed ? flushError : errno));
 }
 
-void AtomicFile::publish(unsigned newFilePermissions)
+void AtomicFile::takePermissions(unsigned newFilePermissions)
 {
     std::error_code ec;
     const fs::file_status old = fs::status(m_target, ec);
@@ -153,11 +170,54 @@ void AtomicFile::publish(unsigned newFilePermissions)
     fs::permissions(m_temporary, perms, fs::perm_options::replace, ec);
     if (ec)
         throw Failure("no se pudieron fijar los permisos de " + describe(m_temporary, ec.value()));
+}
+
+void AtomicFile::publish(unsigned newFilePermissions)
+{
+    takePermissions(newFilePermissions);
+    std::error_code ec;
     fs::rename(m_temporary, m_target, ec);
     if (ec)
         throw Failure("no se pudo reemplazar " + describe(m_target, ec.value()));
     m_published = true;
     syncFolder(m_target.parent_path());
+}
+
+fs::path AtomicFile::publishKeepingOld(unsigned newFilePermissions)
+{
+    takePermissions(newFilePermissions);
+    std::error_code ec;
+    fs::path aside;
+    if (fs::exists(fs::symlink_status(m_target, ec))) {
+        // Renamed over a placeholder of its own, so no other file is lost.
+        closeFd(createSibling(m_target, ".oxzip-old-", aside));
+        fs::rename(m_target, aside, ec);
+        if (ec) {
+            const int error = ec.value();
+            fs::remove(aside, ec);
+            throw Failure("no se pudo apartar " + describe(m_target, error));
+        }
+    }
+    fs::rename(m_temporary, m_target, ec);
+    if (ec) {
+        const int error = ec.value();
+        if (!aside.empty())
+            fs::rename(aside, m_target, ec);
+        throw Failure("no se pudo reemplazar " + describe(m_target, error));
+    }
+    m_published = true;
+    syncFolder(m_target.parent_path());
+    return aside;
+}
+
+void AtomicFile::unpublish(const fs::path &aside)
+{
+    std::error_code ignored;
+    if (aside.empty())
+        fs::remove(m_target, ignored);
+    else
+        fs::rename(aside, m_target, ignored);
+    m_published = false;
 }
 
 } // namespace orvex::oxzip

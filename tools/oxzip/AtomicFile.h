@@ -22,12 +22,18 @@ public:
     // Gives the new file the old one's permission bits, or `newFilePermissions`
     // (reduced by the umask) when there was none, and renames it into place.
     void publish(unsigned newFilePermissions); // throws Failure
+    // The same, but an old target is first renamed aside, and the name it got
+    // returned (empty when there was none), so that unpublish() can put it
+    // back. The caller removes it once the replacement stands.
+    std::filesystem::path publishKeepingOld(unsigned newFilePermissions); // throws Failure
+    void unpublish(const std::filesystem::path &aside);
 
     const std::filesystem::path &target() const { return m_target; }
     const std::filesystem::path &temporary() const { return m_temporary; }
 
 private:
     void closeQuietly();
+    void takePermissions(unsigned newFilePermissions);
 
     std::filesystem::path m_target;
     std::filesystem::path m_temporary;

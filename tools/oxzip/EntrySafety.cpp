@@ -2,6 +2,7 @@
 
 #include "oxzip/Utf8Path.h"
 
+#include <algorithm>
 #include <system_error>
 
 namespace fs = std::filesystem;
@@ -18,6 +19,12 @@ bool isAsciiLetter(char c)
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
 
+bool isControl(char c)
+{
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < 0x20 || byte == 0x7F;
+}
+
 } // namespace
 
 std::optional<std::vector<std::string>> safeEntryParts(std::string_view name)
@@ -30,7 +37,7 @@ std::optional<std::vector<std::string>> safeEntryParts(std::string_view name)
     if (name.find(':') != std::string_view::npos)
         return std::nullopt;
 #endif
-    if (name.find('\0') != std::string_view::npos)
+    if (std::any_of(name.begin(), name.end(), isControl))
         return std::nullopt;
     std::vector<std::string> parts;
     size_t start = 0;
@@ -43,8 +50,6 @@ std::optional<std::vector<std::string>> safeEntryParts(std::string_view name)
             parts.emplace_back(part);
         start = end + 1;
     }
-    if (parts.empty())
-        return std::nullopt;
     return parts;
 }
 
@@ -58,12 +63,24 @@ unsigned unixPermissions(std::uint8_t hostSystem, std::uint32_t externalAttribut
     return hostSystem == kHostUnix ? (externalAttributes >> 16) & 0777u : 0u;
 }
 
-bool ratioAcceptable(std::uint64_t size, std::uint64_t compressedSize)
+std::string compressionMethodName(std::uint16_t method)
 {
-    if (size == 0)
-        return true;
-    // Written as a division so a declared size near 2^64 cannot overflow.
-    return compressedSize > 0 && (size - 1) / compressedSize < kMaxRatio;
+    switch (method) {
+    case 9:
+        return "Deflate64";
+    case 12:
+        return "BZIP2";
+    case 14:
+        return "LZMA";
+    case 93:
+        return "Zstandard";
+    case 95:
+        return "XZ";
+    case 98:
+        return "PPMd";
+    default:
+        return "número " + std::to_string(method);
+    }
 }
 
 std::optional<fs::path> resolvedInside(const fs::path &root, const std::vector<std::string> &parts)

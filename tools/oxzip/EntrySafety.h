@@ -11,15 +11,16 @@
 
 namespace orvex::oxzip {
 
-// Whole archive: more than this uncompressed is refused.
+// Whole archive: more than this uncompressed is refused, as declared and as
+// actually inflated.
 constexpr std::uint64_t kMaxTotalSize = std::uint64_t(1) << 30;
-// One entry: producing more than this many bytes per stored byte is refused.
-constexpr std::uint64_t kMaxRatio = 1000;
 
 // The relative parts of an entry name, "/" and "\" both separating, empty and
-// "." parts dropped; std::nullopt when the name is absolute ("/x", "\x"),
-// carries a drive letter ("C:x"), has a ".." part or has no part at all. On
-// Windows a ":" anywhere is refused too (it would name a data stream).
+// "." parts dropped; no part at all names the target folder itself ("./").
+// std::nullopt when the name is empty or absolute ("/x", "\x"), carries a
+// drive letter ("C:x"), has a ".." part, or holds a control byte (NUL, CR, LF,
+// any below 0x20, DEL). On Windows a ":" anywhere is refused too (it would
+// name a data stream).
 std::optional<std::vector<std::string>> safeEntryParts(std::string_view name);
 
 // True when the external attributes written on a Unix host mark a symbolic link.
@@ -28,8 +29,8 @@ bool isSymlinkEntry(std::uint8_t hostSystem, std::uint32_t externalAttributes);
 // The permission bits of an entry written on a Unix host, 0 when it has none.
 unsigned unixPermissions(std::uint8_t hostSystem, std::uint32_t externalAttributes);
 
-// True when the declared sizes are an entry a config archive can hold.
-bool ratioAcceptable(std::uint64_t size, std::uint64_t compressedSize);
+// The name of a compression method for a message: "Deflate64" for 9.
+std::string compressionMethodName(std::uint16_t method);
 
 // Where `parts` lands below `root` once links already on disk are resolved;
 // std::nullopt when that is not strictly inside `root`. `root` must be

@@ -33,10 +33,14 @@ int run(const std::vector<std::string> &args, std::ostream &err)
     try {
         const Command command = parseCommandLine(args);
         const std::filesystem::path archive = pathFromUtf8(command.archive);
-        if (command.mode == Command::Mode::Add)
-            writeArchive(archive, expandPatterns(command.patterns, archive));
-        else
+        if (command.mode == Command::Mode::Add) {
+            const Expansion expansion = expandPatterns(command.patterns, archive);
+            for (const std::filesystem::path &link : expansion.skippedLinks)
+                report(err, "se omite \"" + utf8Of(link) + "\": es un enlace");
+            writeArchive(archive, expansion.items);
+        } else {
             extractArchive(archive, pathFromUtf8(command.folder));
+        }
         return kSuccess;
     } catch (const Failure &failure) {
         report(err, failure.what());

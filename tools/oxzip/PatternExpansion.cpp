@@ -64,24 +64,27 @@ bool hasWildcards(std::string_view text)
 }
 
 void addFolderTree(const fs::path &base, const fs::path &folder, const fs::path &exclude,
-                   std::vector<ArchiveItem> &items)
+                   Expansion &found)
 {
     if (folder != base)
-        items.push_back({folder, genericUtf8Of(folder.lexically_relative(base)) + "/", true});
+        found.items.push_back({folder, genericUtf8Of(folder.lexically_relative(base)) + "/", true});
     std::error_code ec;
-    // Folder links are not followed: a loop must not make the archive endless.
+    // Links are not followed: their targets are no part of the folder.
     for (auto it = fs::recursive_directory_iterator(folder, ec);
          !ec && it != fs::recursive_directory_iterator(); it.increment(ec)) {
         const fs::path path = it->path();
         const std::string name = genericUtf8Of(path.lexically_relative(base));
-        if (it->is_directory(ec) && !it->is_symlink(ec))
-            items.push_back({path, name + "/", true});
-        else if (it->is_regular_file(ec) && !fs::equivalent(path, exclude, ec))
-            items.push_back({path, name, false});
+        const fs::file_status status = it->symlink_status(ec);
+        if (fs::is_symlink(status))
+            found.skippedLinks.push_back(path);
+        else if (fs::is_directory(status))
+            found.items.push_back({path, name + "/", true});
+        else if (fs::is_regular_file(status) && !fs::equivalent(path, exclude, ec))
+            found.items.push_back({path, name, false});
     }
 }
 
-void expandOne(const std::string &pattern, const fs::path &exclude, std::vector<ArchiveItem> &items)
+void expandOne(const std::string &pattern, const fs::path &exclude, Expansion &found)
 {
     const PatternParts parts = splitPattern(pattern);
     const fs::path folder = pathFromUtf8(parts.folder);
@@ -90,24 +93,31 @@ void expandOne(const std::string &pattern, const fs::path &exclude, std::vector<
         // "/", "x/." or "x/..": the folder's contents, named from the folder itself.
         const fs::path named = (folder / pathFromUtf8(parts.last)).lexically_normal();
         if (fs::is_directory(named, ec))
-            addFolderTree(named, named, exclude, items);
+            addFolderTree(named, named, exclude, found);
         return;
     }
     if (!hasWildcards(parts.last)) {
         const fs::path path = folder / pathFromUtf8(parts.last);
-        if (fs::is_directory(path, ec))
-            addFolderTree(folder, path, exclude, items);
-        else if (fs::is_regular_file(path, ec) && !fs::equivalent(path, exclude, ec))
-            items.push_back({path, parts.last, false});
+        const fs::file_status status = fs::symlink_status(path, ec);
+        if (fs::is_symlink(status))
+            found.skippedLinks.push_back(path);
+        else if (fs::is_directory(status))
+            addFolderTree(folder, path, exclude, found);
+        else if (fs::is_regular_file(status) && !fs::equivalent(path, exclude, ec))
+            found.items.push_back({path, parts.last, false});
         return;
     }
     for (auto it = fs::directory_iterator(folder, ec); !ec && it != fs::directory_iterator();
          it.increment(ec)) {
         const std::string name = utf8Of(it->path().filename());
         std::error_code typeError;
-        if (it->is_regular_file(typeError) && wildcardMatch(parts.last, name, kIgnoreCase) &&
-            !fs::equivalent(it->path(), exclude, typeError))
-            items.push_back({it->path(), name, false});
+        const fs::file_status status = it->symlink_status(typeError);
+        if (!wildcardMatch(parts.last, name, kIgnoreCase))
+            continue;
+        if (fs::is_symlink(status))
+            found.skippedLinks.push_back(it->path());
+        else if (fs::is_regular_file(status) && !fs::equivalent(it->path(), exclude, typeError))
+            found.items.push_back({it->path(), name, false});
     }
 }
 
@@ -158,23 +168,24 @@ PatternParts splitPattern(std::string_view pattern)
     return {folder, text.substr(slash + 1)};
 }
 
-std::vector<ArchiveItem> expandPatterns(const std::vector<std::string> &patterns,
-                                        const fs::path &exclude)
+Expansion expandPatterns(const std::vector<std::string> &patterns, const fs::path &exclude)
 {
-    std::vector<ArchiveItem> items;
+    Expansion expansion;
     std::set<std::string> names;
     for (const std::string &pattern : patterns) {
-        std::vector<ArchiveItem> found;
+        Expansion found;
         expandOne(pattern, exclude, found);
-        std::sort(found.begin(), found.end(), [](const ArchiveItem &a, const ArchiveItem &b) {
-            return a.entryName < b.entryName;
-        });
-        for (ArchiveItem &item : found) {
+        std::sort(
+            found.items.begin(), found.items.end(),
+            [](const ArchiveItem &a, const ArchiveItem &b) { return a.entryName < b.entryName; });
+        for (ArchiveItem &item : found.items) {
             if (names.insert(item.entryName).second)
-                items.push_back(std::move(item));
+                expansion.items.push_back(std::move(item));
         }
+        expansion.skippedLinks.insert(expansion.skippedLinks.end(), found.skippedLinks.begin(),
+                                      found.skippedLinks.end());
     }
-    return items;
+    return expansion;
 }
 
 } // namespace orvex::oxzip

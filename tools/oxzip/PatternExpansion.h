@@ -10,6 +10,8 @@
 // everything below it. Entry names are relative to the pattern's folder, use
 // "/" and are UTF-8. A pattern that matches nothing adds nothing: that is not
 // an error. When two patterns give the same entry name the first one wins.
+// Links (to files or folders) are never stored nor followed: a restore would
+// refuse a link entry, and what a link points to is no part of the folder.
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -39,9 +41,15 @@ struct PatternParts
 };
 PatternParts splitPattern(std::string_view pattern);
 
+struct Expansion
+{
+    std::vector<ArchiveItem> items;
+    std::vector<std::filesystem::path> skippedLinks; // matched, but links
+};
+
 // Items sorted by entry name within each pattern, patterns in the given order.
 // `exclude` (the archive being written) is never stored.
-std::vector<ArchiveItem> expandPatterns(const std::vector<std::string> &patterns,
-                                        const std::filesystem::path &exclude = {});
+Expansion expandPatterns(const std::vector<std::string> &patterns,
+                         const std::filesystem::path &exclude = {});
 
 } // namespace orvex::oxzip
