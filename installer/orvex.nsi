@@ -4,7 +4,7 @@
 ; "Sendaro" group and, when the person ticks it, into the start-up group.
 ; An upgrade keeps the settings and data that are there (Orvex.ini,
 ; OxDemoras.txt, Movilar.ini); the uninstaller removes what it installed.
-Unicode true
+Target amd64-unicode ; the program is 64-bit only, and so is this installer
 !include "MUI2.nsh"
 
 Name "Orvex"
