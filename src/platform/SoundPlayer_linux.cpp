@@ -23,8 +23,9 @@ constexpr qint64 StartMarginMs = 1500;
 constexpr qint64 HeadBytes = 64 * 1024;
 
 // Qt plays sounds through a PulseAudio server (PipeWire offers one too).
-// Without one every sound would fail with Qt's own warnings: the agent runs
-// silent and says so once.
+// Without one every sound would fail with Qt's own warnings: the agent plays
+// its sounds silently (same length, so callers waiting for the end wait the
+// same) and says so once.
 bool soundServerReachable()
 {
     if (qEnvironmentVariableIsSet("PULSE_SERVER"))
@@ -54,7 +55,9 @@ public:
             static bool said = false;
             if (!std::exchange(said, true))
                 qCInfo(lcSound) << "no sound server (PulseAudio or PipeWire): sounds are not played";
-            return false;
+            m_active = true;
+            m_deadline = QDeadlineTimer(*length * count);
+            return true;
         }
 
         m_effect = std::make_unique<QSoundEffect>();

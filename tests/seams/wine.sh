@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The platform seams' shared tests, built with mingw-w64 against the Windows
-# implementations (every *_win.cpp, with -Werror, so they stay buildable) and
-# run under Wine, in a Wine prefix of the build folder (never the user's).
+# implementations (every Qt-free *_win.cpp, with -Werror, so they stay
+# buildable; those using Qt build in the windows-cross preset) and run under Wine, in a Wine prefix of the build folder (never the user's).
 #   wine.sh setup SOURCE BUILD        build seams.exe and prepare the prefix
 #   wine.sh run SOURCE BUILD SUITE    run one test suite of it
 #   wine.sh cleanup SOURCE BUILD      stop the prefix's Wine server
@@ -40,7 +40,10 @@ setup)
   # Only doctest from the system's headers: the rest of /usr/include is Linux's.
   ln -sfn /usr/include/doctest "$out/include/doctest"
   status=0
-  sources=("$src"/src/platform/*_win.cpp "$src"/src/platform/ProcessWindows.cpp)
+  sources=("$src"/src/platform/ProcessWindows.cpp)
+  for f in "$src"/src/platform/*_win.cpp; do
+    grep -q '^#include <Q' "$f" "${f%_win.cpp}.h" 2>/dev/null || sources+=("$f")
+  done
   for f in "$src"/tests/seams/*.cpp; do
     case "$f" in *_linux.cpp) ;; *) sources+=("$f") ;; esac
   done
