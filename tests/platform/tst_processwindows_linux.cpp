@@ -71,32 +71,45 @@ private:
 
 } // namespace
 
-class TestProcessWindows : public QObject
+// A private X server: -displayfd lets it pick a free display and say which.
+// The test's own Xlib connection to it makes the windows.
+class XServer
 {
-    Q_OBJECT
+public:
+    ~XServer() { stop(); }
 
-    QProcess m_xvfb;
-    Display *m_display = nullptr;
-
-    // A private X server: -displayfd lets it pick a free display and say which.
-    bool startXServer()
+    bool start()
     {
         const QString xvfb = QStandardPaths::findExecutable(u"Xvfb"_s);
         if (xvfb.isEmpty())
             return false;
-        m_xvfb.start(xvfb, {u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s, u"-screen"_s, u"0"_s,
-                            u"320x240x24"_s});
+        m_process.start(xvfb, {u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s, u"-screen"_s,
+                               u"0"_s, u"320x240x24"_s});
         QByteArray number;
         for (QDeadlineTimer deadline(15000); !number.endsWith('\n') && !deadline.hasExpired() &&
-                                             m_xvfb.state() != QProcess::NotRunning;) {
-            m_xvfb.waitForReadyRead(200);
-            number += m_xvfb.readAllStandardOutput();
+                                             m_process.state() != QProcess::NotRunning;) {
+            m_process.waitForReadyRead(200);
+            number += m_process.readAllStandardOutput();
         }
         const QByteArray name = ':' + number.trimmed();
         if (number.endsWith('\n') && (m_display = XOpenDisplay(name.constData())))
             qputenv("DISPLAY", name);
         return m_display != nullptr;
     }
+
+    // The test's connection goes first: Xlib ends a program whose server vanishes.
+    void stop()
+    {
+        if (m_display)
+            XCloseDisplay(m_display);
+        m_display = nullptr;
+        m_process.terminate();
+        if (!m_process.waitForFinished(5000))
+            m_process.kill();
+        m_process.waitForFinished(5000);
+    }
+
+    Display *display() const { return m_display; }
 
     // A window titled `latin1` in WM_NAME; a modern one also has a UTF-8
     // _NET_WM_NAME, a WM_CLASS and takes WM_DELETE_WINDOW.
@@ -118,6 +131,17 @@ class TestProcessWindows : public QObject
         XSync(d, False);
         return w;
     }
+
+private:
+    QProcess m_process;
+    Display *m_display = nullptr;
+};
+
+class TestProcessWindows : public QObject
+{
+    Q_OBJECT
+
+    XServer m_x;
 
 private slots:
     void splitsCommandLines_data()
@@ -234,13 +258,14 @@ private slots:
 
     void findsAndClosesWindows()
     {
-        if (!startXServer())
+        if (!m_x.start())
             QSKIP("no Xvfb to run an X server on");
-        Display *d = m_display;
+        Display *d = m_x.display();
         // No window manager runs, so there is no _NET_CLIENT_LIST: this walks
         // the window tree.
-        const Window modern = makeWindow("Orvex - ano", "Orvex – año");
-        const Window legacy = makeWindow("A\xf1o nuevo");
+        const Window modern = m_x.makeWindow("Orvex - ano", "Orvex – año");
+        const Window legacy = m_x.makeWindow("A\xf1o nuevo");
+        const Window titledLikeAClass = m_x.makeWindow("OrvexProbe");
         // Where a window manager would listen for _NET_CLOSE_WINDOW.
         XSelectInput(d, DefaultRootWindow(d), SubstructureNotifyMask);
         XSync(d, False);
@@ -255,6 +280,11 @@ private slots:
         QCOMPARE(pw->findWindowByClass("orvexprobe"), WindowHandle(modern));
         QCOMPARE(pw->findWindowByClass("OrvexProbe"), WindowHandle(modern));
         QCOMPARE(pw->findWindowByClass("orvexprob"), WindowHandle(0));
+        // One walk for both: a title anywhere comes before a class.
+        QCOMPARE(pw->findWindowByTitleOrClass("orvexprobe"), WindowHandle(modern));
+        QCOMPARE(pw->findWindowByTitleOrClass("OrvexProbe"), WindowHandle(titledLikeAClass));
+        QCOMPARE(pw->findWindowByTitleOrClass("Año nuevo"), WindowHandle(legacy));
+        QCOMPARE(pw->findWindowByTitleOrClass("Nadie"), WindowHandle(0));
 
         const Atom deleteWindow = XInternAtom(d, "WM_DELETE_WINDOW", False);
         const Atom protocols = XInternAtom(d, "WM_PROTOCOLS", False);
@@ -280,16 +310,16 @@ private slots:
         QVERIFY(!pw->postClose(modern));
         QCOMPARE(pw->findWindowByTitle("Orvex – año"), WindowHandle(0));
         QCOMPARE(pw->findWindowByTitle("Año nuevo"), WindowHandle(legacy));
-    }
 
-    void cleanupTestCase()
-    {
-        if (m_display)
-            XCloseDisplay(m_display);
-        m_xvfb.terminate();
-        if (!m_xvfb.waitForFinished(5000))
-            m_xvfb.kill();
-        m_xvfb.waitForFinished(5000);
+        // The connection kept open outlives its X server without ending the
+        // program, and finds the windows of the next one.
+        m_x.stop();
+        QCOMPARE(pw->findWindowByTitle("Año nuevo"), WindowHandle(0));
+        QVERIFY(!pw->hasWindowList());
+        QVERIFY(m_x.start());
+        const Window again = m_x.makeWindow("A\xf1o nuevo");
+        QVERIFY(pw->hasWindowList());
+        QCOMPARE(pw->findWindowByTitle("Año nuevo"), WindowHandle(again));
     }
 };
 
