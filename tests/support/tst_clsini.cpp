@@ -3,6 +3,7 @@
 #include "support/clsINI.h"
 
 #include <QFileInfo>
+#include <QProcess>
 #include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QtTest>
@@ -114,6 +115,27 @@ private slots:
         QTEST(ini.ReadFrom(section, key, kDot), "expected");
     }
 
+    // Called directly, a bare name is bracketed but not trimmed.
+    void findSection_data()
+    {
+        QTest::addColumn<QString>("section");
+        QTest::addColumn<int>("index"); // of kSample's [DynIP], [ Spaced ], [Directorios]
+        QTest::newRow("bare, any case") << u"directorios"_s << 2;
+        QTest::newRow("bracketed") << u"[DYNIP]"_s << 0;
+        QTest::newRow("blanks as in the header") << u" Spaced "_s << 1;
+        QTest::newRow("blanks not in the name") << u"Spaced"_s << -1;
+        QTest::newRow("shorter") << u"Directorio"_s << -1;
+        QTest::newRow("longer") << u"DynIPs"_s << -1;
+        QTest::newRow("open bracket") << u"[DynIP"_s << -1;
+    }
+    void findSection()
+    {
+        QFETCH(QString, section);
+        clsINI ini;
+        ini.LoadIniBytes(u"x.ini"_s, kSample);
+        QTEST(ini.FindSection(section), "index");
+    }
+
     void writeTo_data()
     {
         QTest::addColumn<QByteArray>("before");
@@ -197,6 +219,34 @@ private slots:
         QVERIFY(ini.Dirty());
         QVERIFY(QFileInfo(path + u"/inside"_s).isDir());
         QCOMPARE(QDir(m_dir.filePath(u"fail"_s)).entryList(QDir::Files), QStringList());
+    }
+
+    // Anything but a regular file reads as missing without being opened (the
+    // open of a FIFO would wait here for a writer), and is never replaced.
+    void specialFilesAreNeitherReadNorReplaced_data()
+    {
+        QTest::addColumn<bool>("fifo");
+        QTest::newRow("FIFO") << true;
+        QTest::newRow("folder") << false;
+    }
+    void specialFilesAreNeitherReadNorReplaced()
+    {
+        QFETCH(bool, fifo);
+        const QString path = m_dir.filePath(fifo ? u"fifo/x.ini"_s : u"folder/x.ini"_s);
+        QVERIFY(QDir().mkpath(fifo ? QFileInfo(path).path() : path));
+        if (fifo && QProcess::execute(u"mkfifo"_s, {path}) != 0)
+            QSKIP("no mkfifo here");
+        clsINI ini;
+        QTest::ignoreMessage(QtWarningMsg, reported("LoadIniFile", "reading"));
+        ini.LoadIniFile(path);
+        QCOMPARE(ini.LineCount(), 0);
+        QCOMPARE(ini.FileName(), QVariant(path));
+        ini.WriteTo(u"s"_s, u"k"_s, u"v"_s);
+        QTest::ignoreMessage(QtWarningMsg, reported("WriteIniFile", "writing"));
+        ini.WriteIniFile();
+        QVERIFY(ini.Dirty());
+        const QFileInfo after(path);
+        QVERIFY(after.exists() && !after.isFile() && after.isDir() != fifo);
     }
 
     void settingsShortNameLoadsNothing()
