@@ -6,24 +6,12 @@
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
-#include <QtEndian>
 
 #include <cstring>
 
 Q_LOGGING_CATEGORY(lcTray, "orvex.tray")
 
 namespace orvex {
-
-QByteArray TrayData::toBytes() const
-{
-    QByteArray out(kSize, '\0');
-    char *p = out.data();
-    const quint32 ints[] = {cbSize, hWnd, uID, uFlags, uCallbackMessage, hIcon};
-    for (int i = 0; i < 6; ++i)
-        qToLittleEndian(ints[i], p + 4 * i);
-    std::memcpy(p + 24, szTip.data(), kTipSize);
-    return out;
-}
 
 AddsTray::AddsTray(const AddsServices &services) : m_services(services)
 {

@@ -4,7 +4,6 @@
 // owner form decodes them exactly as it always has ("1E3C" = right button).
 #include "support/AddsServices.h"
 
-#include <QByteArray>
 #include <QIcon>
 #include <QMetaObject>
 #include <QString>
@@ -38,8 +37,6 @@ struct TrayData
     quint32 uCallbackMessage = 512; // the mouse-move message
     quint32 hIcon = 0;
     std::array<char, kTipSize> szTip{};
-
-    QByteArray toBytes() const;
 };
 
 class AddsTray
@@ -73,9 +70,6 @@ public:
 
     // The notification area the icon lives in (null when there is none).
     platform::TrayBackend *trayBackend() const { return m_services.tray; }
-
-    // The record last handed to the shell (or being prepared).
-    const TrayData &trayData() const { return m_data; }
 
     // The usage text of the service.
     static QString sysTrayUsage();
