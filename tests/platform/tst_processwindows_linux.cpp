@@ -1,3 +1,4 @@
+#include "common/TestSupport.h"
 #include "platform/ProcessWindows.h"
 
 #include <QDeadlineTimer>
@@ -12,10 +13,7 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
-#include <fcntl.h>
 #include <signal.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <functional>
 
@@ -35,39 +33,6 @@ bool receivedEvent(Display *display, const std::function<bool(const XClientMessa
     }
     return false;
 }
-
-// A child that runs until the test lets it go: it waits for a line on a
-// named pipe. The test holds the pipe open (not inherited by the child), so
-// the line stays there even when written before the child opens its end.
-class GatedChild
-{
-public:
-    GatedChild()
-    {
-        if (m_dir.isValid() && ::mkfifo(QFile::encodeName(path()).constData(), 0600) == 0)
-            m_fd = ::open(QFile::encodeName(path()).constData(), O_RDWR | O_CLOEXEC);
-    }
-    ~GatedChild()
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
-    GatedChild(const GatedChild &) = delete;
-    GatedChild &operator=(const GatedChild &) = delete;
-
-    bool isValid() const { return m_fd >= 0; }
-    std::string commandLine() const
-    {
-        return "sh -c \"read line < " + QFile::encodeName(path()).toStdString() + '"';
-    }
-    bool release() { return ::write(m_fd, "\n", 1) == 1; }
-
-private:
-    QString path() const { return m_dir.filePath(u"gate"_s); }
-
-    QTemporaryDir m_dir;
-    int m_fd = -1;
-};
 
 } // namespace
 
@@ -181,34 +146,21 @@ private slots:
         QTRY_VERIFY(!pw->isRunning(quick));
         pw->release(quick);
 
-        GatedChild slowGate;
-        QVERIFY(slowGate.isValid());
-        const ProcessToken slow = pw->startProcess(slowGate.commandLine());
-        QVERIFY(slow != 0 && pw->isRunning(slow));
-        QVERIFY(slowGate.release());
-        QTRY_VERIFY(!pw->isRunning(slow));
-        pw->release(slow);
-
         // Ended by a signal: seen as ended all the same.
-        GatedChild killedGate;
-        QVERIFY(killedGate.isValid());
-        const ProcessToken killed = pw->startProcess(killedGate.commandLine());
+        const ProcessToken killed = pw->startProcess("sleep 600");
         QVERIFY(killed != 0 && pw->isRunning(killed));
         ::kill(static_cast<pid_t>(killed), SIGKILL);
         QTRY_VERIFY(!pw->isRunning(killed));
         pw->release(killed);
 
         // Released while still running: ending later must not leave a zombie.
-        GatedChild detachedGate;
-        QVERIFY(detachedGate.isValid());
-        const ProcessToken detached =
-            pw->startProcess(detachedGate.commandLine(), {}, StartMode::NormalWindow);
+        const ProcessToken detached = pw->startProcess("sleep 600", {}, StartMode::NormalWindow);
         QVERIFY(detached != 0);
         pw->release(detached);
         QVERIFY(!pw->isRunning(detached)); // forgotten, whatever it does
         const QString proc = u"/proc/"_s + QString::number(detached);
         QVERIFY(QFileInfo::exists(proc));
-        QVERIFY(detachedGate.release());
+        ::kill(static_cast<pid_t>(detached), SIGKILL);
         QTRY_VERIFY((pw->isRunning(0), !QFileInfo::exists(proc)));
 
         QCOMPARE(pw->startProcess(""), ProcessToken(0));
@@ -225,11 +177,10 @@ private slots:
         const QString bin = tmp.filePath(u"con espacio"_s), work = tmp.filePath(u"trabajo"_s);
         QVERIFY(QDir().mkpath(bin) && QDir().mkpath(work));
         const QString script = bin + u"/anotar args.sh"_s;
-        QFile f(script);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write("#!/bin/sh\npwd > out.txt\nfor a in \"$@\"; do echo \"[$a]\" >> out.txt; done\n");
-        f.close();
-        f.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QVERIFY(orvex::test::writeBytes(
+            script,
+            "#!/bin/sh\npwd > out.txt\nfor a in \"$@\"; do echo \"[$a]\" >> out.txt; done\n"));
+        QVERIFY(QFile::setPermissions(script, QFile::ReadOwner | QFile::ExeOwner));
 
         auto pw = createProcessWindows();
         const ProcessToken p =
@@ -238,9 +189,7 @@ private slots:
         QVERIFY(p != 0);
         QTRY_VERIFY(!pw->isRunning(p));
         pw->release(p);
-        QFile out(work + u"/out.txt"_s);
-        QVERIFY(out.open(QIODevice::ReadOnly));
-        QCOMPARE(QString::fromUtf8(out.readAll()),
+        QCOMPARE(QString::fromUtf8(orvex::test::readBytes(work + u"/out.txt"_s)),
                  QDir(work).canonicalPath() + u"\n[uno]\n[dos tres]\n[año]\n"_s);
     }
 
