@@ -114,11 +114,11 @@ private slots:
     {
         if (!canOpen(SOCK_DGRAM) && !canOpen(SOCK_RAW))
             QSKIP("no ICMP sockets permitted here");
-        const auto echo = createPinger()->send(inet_addr("127.0.0.1"), 500);
+        const auto echo = createPinger()->send(inet_addr("127.0.0.1"), 5000);
         QVERIFY(echo->readableSocket() >= 0);
         QSocketNotifier readable(echo->readableSocket(), QSocketNotifier::Read);
         QSignalSpy woke(&readable, &QSocketNotifier::activated);
-        QVERIFY(woke.wait(5000));
+        QVERIFY(woke.wait(10000));
         const auto r = echo->check();
         QVERIFY(r && r->replies == 1 && r->status == echo_status::Success);
         QCOMPARE(echo->readableSocket(), -1); // answered: nothing more to watch
