@@ -262,6 +262,7 @@ bool XWindowList::postClose(WindowHandle handle)
         polite = std::find(atoms, atoms + count, m_atoms.deleteWindow) != atoms + count;
     }
 
+    // Zeroed, so its time stamp says CurrentTime (0).
     xcb_client_message_event_t event{};
     event.response_type = XCB_CLIENT_MESSAGE;
     event.format = 32;
@@ -270,14 +271,12 @@ bool XWindowList::postClose(WindowHandle handle)
     if (polite) {
         event.type = m_atoms.protocols;
         event.data.data32[0] = m_atoms.deleteWindow;
-        event.data.data32[1] = XCB_CURRENT_TIME;
         sent = xcb_send_event_checked(c, 0, w, XCB_EVENT_MASK_NO_EVENT,
                                       reinterpret_cast<const char *>(&event));
     } else {
-        // EWMH: the window manager closes it for us. Source 2 = a pager,
-        // i.e. on behalf of the user.
+        // EWMH: the window manager closes it for us. The time stamp comes
+        // first, then the source: 2 = a pager, i.e. on behalf of the user.
         event.type = m_atoms.netCloseWindow;
-        event.data.data32[0] = XCB_CURRENT_TIME;
         event.data.data32[1] = 2;
         sent = xcb_send_event_checked(
             c, 0, root(), XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
