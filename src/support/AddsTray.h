@@ -24,21 +24,6 @@ public:
     virtual void MouseMove(int Button, int Shift, float X, float Y) = 0;
 };
 
-// The notification-icon record as the shell takes it (88 bytes, ANSI).
-struct TrayData
-{
-    static constexpr int kSize = 88;
-    static constexpr int kTipSize = 64;
-
-    quint32 cbSize = kSize;
-    quint32 hWnd = 0;
-    quint32 uID = 1;
-    quint32 uFlags = 7;             // message, icon and tip are valid
-    quint32 uCallbackMessage = 512; // the mouse-move message
-    quint32 hIcon = 0;
-    std::array<char, kTipSize> szTip{};
-};
-
 class AddsTray
 {
 public:
@@ -46,6 +31,9 @@ public:
     ~AddsTray();
     AddsTray(const AddsTray &) = delete;
     AddsTray &operator=(const AddsTray &) = delete;
+
+    // The tip field of the shell's notification record: ANSI, zero-filled.
+    static constexpr int kTipSize = 64;
 
     // Tray mouse messages (the notification-area numbers).
     static constexpr int kLeftButtonDown = 513;
@@ -79,7 +67,7 @@ private:
     void deliver(int message);
 
     AddsServices m_services;
-    TrayData m_data;
+    std::array<char, kTipSize> m_tip{};
     QIcon m_icon;
     TrayOwnerControl *m_owner = nullptr;
     bool m_trayActive = false;

@@ -64,7 +64,7 @@ private slots:
         QCOMPARE(f.backend.shownTip, QString::fromLatin1(tip));
         // The whole field as stored, zero fill included.
         QCOMPARE(f.tray.Win_SysTrayToolTip(),
-                 QString::fromLatin1(tip.leftJustified(TrayData::kTipSize, '\0')));
+                 QString::fromLatin1(tip.leftJustified(AddsTray::kTipSize, '\0')));
     }
 
     // Refused, then added, then removed.
