@@ -146,10 +146,13 @@ private slots:
         QTRY_VERIFY(!pw->isRunning(quick));
         pw->release(quick);
 
-        // Ended by a signal: seen as ended all the same.
+        // Ended by a signal: seen as ended all the same. The child handles
+        // signals by default, whatever this process ignores.
+        ::signal(SIGTERM, SIG_IGN);
         const ProcessToken killed = pw->startProcess("sleep 600");
+        ::signal(SIGTERM, SIG_DFL);
         QVERIFY(killed != 0 && pw->isRunning(killed));
-        ::kill(static_cast<pid_t>(killed), SIGKILL);
+        ::kill(static_cast<pid_t>(killed), SIGTERM);
         QTRY_VERIFY(!pw->isRunning(killed));
         pw->release(killed);
 

@@ -136,6 +136,18 @@ private slots:
         QTEST(ini.FindSection(section), "index");
     }
 
+    void listsKeysOfOneSection()
+    {
+        clsINI ini;
+        ini.LoadIniBytes(u"x.ini"_s, kSample);
+        // Not the key line before the header, nor those of the next section.
+        QCOMPARE(ini.ListKeys(u"dynip"_s),
+                 QStringList({u"DynIP Server 1"_s, u";old"_s, u"Url"_s, u"Empty"_s}));
+        QVERIFY(ini.ListKeys(u"Nope"_s).isEmpty());
+        QCOMPARE(ini.FindKey(-1, u"Version"_s), -1);
+        QCOMPARE(ini.FindKey(ini.SectionCount(), u"Pendientes"_s), -1);
+    }
+
     void writeTo_data()
     {
         QTest::addColumn<QByteArray>("before");
