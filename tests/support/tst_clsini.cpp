@@ -144,6 +144,7 @@ private slots:
         QCOMPARE(ini.ListKeys(u"dynip"_s),
                  QStringList({u"DynIP Server 1"_s, u";old"_s, u"Url"_s, u"Empty"_s}));
         QVERIFY(ini.ListKeys(u"Nope"_s).isEmpty());
+        QCOMPARE(ini.FindKey(0, u"Version"_s), -1); // before the header
         QCOMPARE(ini.FindKey(-1, u"Version"_s), -1);
         QCOMPARE(ini.FindKey(ini.SectionCount(), u"Pendientes"_s), -1);
     }
