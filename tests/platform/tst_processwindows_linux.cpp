@@ -10,6 +10,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
@@ -261,6 +262,14 @@ private slots:
         XSync(d, False);
         QVERIFY(!pw->postClose(modern));
         QCOMPARE(pw->findWindowByTitle("Orvex – año"), WindowHandle(0));
+        QCOMPARE(pw->findWindowByTitle("Año nuevo"), WindowHandle(legacy));
+
+        // With a window manager, its list of managed windows is what is searched.
+        XChangeProperty(d, DefaultRootWindow(d), XInternAtom(d, "_NET_CLIENT_LIST", False),
+                        XA_WINDOW, 32, PropModeReplace,
+                        reinterpret_cast<const unsigned char *>(&legacy), 1);
+        XSync(d, False);
+        QCOMPARE(pw->findWindowByTitleOrClass("OrvexProbe"), WindowHandle(0));
         QCOMPARE(pw->findWindowByTitle("Año nuevo"), WindowHandle(legacy));
 
         // The connection kept open outlives its X server without ending the
