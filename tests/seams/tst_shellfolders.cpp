@@ -75,6 +75,8 @@ TEST_SUITE("shellfolders")
         const ShellLink link{group, "SD Norte: Año", program, "-x \"dos palabras\"", {}};
         REQUIRE(shell->writeShellLink(link));
         REQUIRE(shell->writeShellLink(link));
+        // A group that cannot be made (a file stands where it would go).
+        CHECK_FALSE(shell->writeShellLink({program + separator + "grupo", "x", program, {}, {}}));
 
         const std::vector<std::string> files = orvex::seamtest::filesIn(group);
         REQUIRE(files.size() == 1);
