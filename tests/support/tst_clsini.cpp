@@ -1,3 +1,4 @@
+#include "common/MessageLog.h"
 #include "common/TestSupport.h"
 #include "support/AddsSettings.h"
 #include "support/clsINI.h"
@@ -226,9 +227,11 @@ private slots:
         clsINI ini;
         ini.FileName(m_dir.filePath(u"fail/x.ini"_s));
         ini.WriteTo(u"s"_s, u"k"_s, u"v"_s);
+        const orvex::test::MessageLog log("orvex.ini"); // where support staff look
         QTest::ignoreMessage(QtWarningMsg, reported("WriteIniFile", "writing"));
         ini.WriteIniFile();
         QVERIFY(ini.Dirty());
+        QVERIFY(log.contains(u"WriteIniFile"_s));
         QCOMPARE(readBytes(m_dir.filePath(u"fail"_s)), "kept"_ba);
     }
 
