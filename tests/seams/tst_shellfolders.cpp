@@ -69,6 +69,7 @@ TEST_SUITE("shellfolders")
         const std::string base = temporary + separator + "orvex seam links";
         const std::string group = shell->groupFolder(base, ".\\Sendaro", false);
         CHECK(group == base + separator + "Sendaro");
+        CHECK(shell->groupFolder(base + separator + separator, ".\\Sendaro", false) == group);
 
         const std::string program = base + separator + "SD Norte.exe";
         orvex::seamtest::makeProgram(program);

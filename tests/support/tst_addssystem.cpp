@@ -5,7 +5,9 @@
 
 #include <QTest>
 #include <QTimer>
+#include <QtEndian>
 
+#include <algorithm>
 #include <limits>
 #include <optional>
 
@@ -18,6 +20,29 @@ using test::FakeSound;
 namespace {
 
 const QString Command = u"\"C:\\Orvex\\ayudante.exe\" -x"_s;
+
+QByteArray le32(quint32 value)
+{
+    QByteArray bytes(4, Qt::Uninitialized);
+    qToLittleEndian(value, bytes.data());
+    return bytes;
+}
+
+// A WAV file's head up to its data chunk's header: the format chunk (8-bit
+// samples), `between`, then a data chunk of `dataBytes`.
+QByteArray wavHead(quint16 format, quint16 channels, quint32 bytesPerSecond, quint32 dataBytes,
+                   const QByteArray &between = {})
+{
+    QByteArray fmt(16, '\0');
+    qToLittleEndian(format, fmt.data());
+    qToLittleEndian(channels, fmt.data() + 2);
+    qToLittleEndian(bytesPerSecond / std::max<quint32>(channels, 1), fmt.data() + 4);
+    qToLittleEndian(bytesPerSecond, fmt.data() + 8);
+    qToLittleEndian(channels, fmt.data() + 12);
+    qToLittleEndian(quint16(8), fmt.data() + 14);
+    return "RIFF"_ba + le32(36 + dataBytes) + "WAVEfmt "_ba + le32(16) + fmt + between + "data"_ba +
+           le32(dataBytes);
+}
 
 } // namespace
 
@@ -150,17 +175,41 @@ private slots:
                  QStringList({u"C:/Orvex/resources/aviso.wav*3"_s, u"aviso.wav*1"_s}));
     }
 
+    // The length that bounds a synchronous play, from the file's head alone.
+    void wavLength_data()
+    {
+        QTest::addColumn<QByteArray>("head");
+        QTest::addColumn<qint64>("fileSize");
+        QTest::addColumn<qint64>("ms"); // -1: not a sound
+        const QByteArray pcm = wavHead(1, 1, 8000, 800);
+        const QByteArray padded = "junk"_ba + le32(3) + "abc\0"_ba; // odd length, padded
+        QTest::newRow("PCM") << pcm << pcm.size() + 800 << qint64(100);
+        QTest::newRow("cut to the file") << pcm << pcm.size() + 400 << qint64(50);
+        QTest::newRow("float") << wavHead(3, 2, 8000, 800) << qint64(10000) << qint64(100);
+        QTest::newRow("extensible")
+            << wavHead(0xFFFE, 1, 16000, 800) << qint64(10000) << qint64(50);
+        QTest::newRow("chunk before the data")
+            << wavHead(1, 1, 8000, 800, padded) << qint64(10000) << qint64(100);
+        QTest::newRow("compressed") << wavHead(2, 1, 8000, 800) << qint64(10000) << qint64(-1);
+        QTest::newRow("no channels") << wavHead(1, 0, 8000, 800) << qint64(10000) << qint64(-1);
+        QTest::newRow("no rate") << wavHead(1, 1, 0, 800) << qint64(10000) << qint64(-1);
+        QTest::newRow("no fmt chunk")
+            << "RIFF\0\0\0\0WAVE"_ba + padded + "data"_ba + le32(8) << qint64(100) << qint64(-1);
+        QTest::newRow("not RIFF") << "RIFX"_ba + pcm.mid(4) << qint64(10000) << qint64(-1);
+    }
+    void wavLength()
+    {
+        QFETCH(QByteArray, head);
+        QFETCH(qint64, fileSize);
+        QTEST(platform::wavDurationMs(head, fileSize).value_or(-1), "ms");
+    }
+
     void realPlayerNeverHangs()
     {
         QTemporaryDir dir;
         const QString good = dir.filePath(u"corto.wav"_s), bad = dir.filePath(u"falso.wav"_s);
-        // 100 ms of silence: 8-bit mono PCM at 8000 Hz, 800 samples.
-        QVERIFY(test::writeBytes(good, QByteArray::fromHex("52494646 44030000 57415645 666d7420 "
-                                                           "10000000 01000100 401f0000 401f0000 "
-                                                           "01000800 64617461 20030000") +
-                                           QByteArray(800, char(0x80))));
-        // A RIFF/WAVE file whose only chunk is not sound.
-        QVERIFY(test::writeBytes(bad, QByteArray("RIFF\x0e\0\0\0WAVEjunk\x02\0\0\0ab", 22)));
+        QVERIFY(test::writeBytes(good, wavHead(1, 1, 8000, 800) + QByteArray(800, char(0x80))));
+        QVERIFY(test::writeBytes(bad, wavHead(2, 1, 8000, 800) + QByteArray(800, char(0x80))));
         auto player = createSoundPlayer();
         AddsSystem sys({.sound = player.get()});
         QCOMPARE(sys.Sonido_PlayWav(dir.filePath(u"no-existe.wav"_s), 1, false), qint16(0));
