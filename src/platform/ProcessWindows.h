@@ -44,6 +44,13 @@ public:
     virtual WindowHandle findWindowByTitle(const std::string &title) = 0;
     // Either part of an X11 WM_CLASS (instance or class name) counts.
     virtual WindowHandle findWindowByClass(const std::string &className) = 0;
+    // A window titled `name`, or else one of class `name`. Where the search
+    // walks a window list, one walk answers both.
+    virtual WindowHandle findWindowByTitleOrClass(const std::string &name)
+    {
+        const WindowHandle byTitle = findWindowByTitle(name);
+        return byTitle != 0 ? byTitle : findWindowByClass(name);
+    }
     // Asks the window to close and returns without waiting for it.
     virtual bool postClose(WindowHandle window) = 0;
 

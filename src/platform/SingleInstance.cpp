@@ -48,9 +48,7 @@ bool LocalSingleInstance::anotherIsRunning() const
     QLocalSocket probe;
     probe.setSocketOptions(QLocalSocket::AbstractNamespaceOption);
     probe.connectToServer(m_key);
-    const bool up = probe.waitForConnected(kConnectMs);
-    probe.abort();
-    return up;
+    return probe.waitForConnected(kConnectMs); // the probe's end closes it
 }
 
 bool LocalSingleInstance::askOtherToClose() const

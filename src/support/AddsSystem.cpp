@@ -98,9 +98,7 @@ bool AddsSystem::App_IsRunningForNT(const QString &name)
 {
     if (!m_processWindows)
         return false;
-    const std::string wanted = name.toStdString();
-    return m_processWindows->findWindowByTitle(wanted) != 0 ||
-           m_processWindows->findWindowByClass(wanted) != 0;
+    return m_processWindows->findWindowByTitleOrClass(name.toStdString()) != 0;
 }
 
 qint16 AddsSystem::Sonido_PlayWav(const QString &file, qint16 count, bool async)

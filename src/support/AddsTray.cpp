@@ -6,24 +6,12 @@
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
-#include <QtEndian>
 
 #include <cstring>
 
 Q_LOGGING_CATEGORY(lcTray, "orvex.tray")
 
 namespace orvex {
-
-QByteArray TrayData::toBytes() const
-{
-    QByteArray out(kSize, '\0');
-    char *p = out.data();
-    const quint32 ints[] = {cbSize, hWnd, uID, uFlags, uCallbackMessage, hIcon};
-    for (int i = 0; i < 6; ++i)
-        qToLittleEndian(ints[i], p + 4 * i);
-    std::memcpy(p + 24, szTip.data(), kTipSize);
-    return out;
-}
 
 AddsTray::AddsTray(const AddsServices &services) : m_services(services)
 {
@@ -71,20 +59,19 @@ void AddsTray::setWin_SysTrayOwnerControl(TrayOwnerControl *owner)
 void AddsTray::setWin_SysTrayIcon(const QIcon &picture)
 {
     m_icon = picture;
-    m_data.hIcon = static_cast<quint32>(picture.cacheKey());
     if (m_trayActive && m_services.tray)
         m_services.tray->modify(m_icon, shownTip());
 }
 
 void AddsTray::setWin_SysTrayToolTip(const QString &text)
 {
-    m_data.szTip.fill('\0');
+    m_tip.fill('\0');
     if (!text.isEmpty()) {
         // One blank, the text, one blank and the terminating zero, cut to the
         // field: a long text loses its end and its terminator.
         const QByteArray bytes = ansi::encode(QLatin1Char(' ') + text + QLatin1Char(' '));
-        const qsizetype n = std::min<qsizetype>(bytes.size(), TrayData::kTipSize);
-        std::memcpy(m_data.szTip.data(), bytes.constData(), static_cast<size_t>(n));
+        const qsizetype n = std::min<qsizetype>(bytes.size(), kTipSize);
+        std::memcpy(m_tip.data(), bytes.constData(), static_cast<size_t>(n));
     }
     if (m_trayActive && m_services.tray)
         m_services.tray->modify(m_icon, shownTip());
@@ -92,24 +79,19 @@ void AddsTray::setWin_SysTrayToolTip(const QString &text)
 
 QString AddsTray::Win_SysTrayToolTip() const
 {
-    return ansi::decode(QByteArrayView(m_data.szTip.data(), TrayData::kTipSize));
+    return ansi::decode(QByteArrayView(m_tip.data(), kTipSize));
 }
 
 QString AddsTray::shownTip() const
 {
     // The shell shows the field up to its first zero.
-    const char *tip = m_data.szTip.data();
-    const auto len = ::strnlen(tip, TrayData::kTipSize);
+    const char *tip = m_tip.data();
+    const auto len = ::strnlen(tip, kTipSize);
     return ansi::decode(QByteArrayView(tip, static_cast<qsizetype>(len)));
 }
 
 bool AddsTray::Win_SysTrayAdd()
 {
-    m_data.cbSize = TrayData::kSize;
-    m_data.hWnd = m_owner ? m_owner->hwnd() : 0;
-    m_data.uID = 1;
-    m_data.uFlags = 7;
-    m_data.uCallbackMessage = 512;
     if (!m_services.tray) {
         qCWarning(lcTray) << "no notification area facility";
         return false;

@@ -4,7 +4,6 @@
 // owner form decodes them exactly as it always has ("1E3C" = right button).
 #include "support/AddsServices.h"
 
-#include <QByteArray>
 #include <QIcon>
 #include <QMetaObject>
 #include <QString>
@@ -25,23 +24,6 @@ public:
     virtual void MouseMove(int Button, int Shift, float X, float Y) = 0;
 };
 
-// The notification-icon record as the shell takes it (88 bytes, ANSI).
-struct TrayData
-{
-    static constexpr int kSize = 88;
-    static constexpr int kTipSize = 64;
-
-    quint32 cbSize = kSize;
-    quint32 hWnd = 0;
-    quint32 uID = 1;
-    quint32 uFlags = 7;             // message, icon and tip are valid
-    quint32 uCallbackMessage = 512; // the mouse-move message
-    quint32 hIcon = 0;
-    std::array<char, kTipSize> szTip{};
-
-    QByteArray toBytes() const;
-};
-
 class AddsTray
 {
 public:
@@ -49,6 +31,9 @@ public:
     ~AddsTray();
     AddsTray(const AddsTray &) = delete;
     AddsTray &operator=(const AddsTray &) = delete;
+
+    // The tip field of the shell's notification record: ANSI, zero-filled.
+    static constexpr int kTipSize = 64;
 
     // Tray mouse messages (the notification-area numbers).
     static constexpr int kLeftButtonDown = 513;
@@ -74,9 +59,6 @@ public:
     // The notification area the icon lives in (null when there is none).
     platform::TrayBackend *trayBackend() const { return m_services.tray; }
 
-    // The record last handed to the shell (or being prepared).
-    const TrayData &trayData() const { return m_data; }
-
     // The usage text of the service.
     static QString sysTrayUsage();
 
@@ -85,7 +67,7 @@ private:
     void deliver(int message);
 
     AddsServices m_services;
-    TrayData m_data;
+    std::array<char, kTipSize> m_tip{};
     QIcon m_icon;
     TrayOwnerControl *m_owner = nullptr;
     bool m_trayActive = false;

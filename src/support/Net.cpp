@@ -162,9 +162,10 @@ quint32 Net::IP2Long(const QString &text)
         if (!value)
             return kInvalidAddress;
         const bool last = i == parts.size() - 1;
-        // Every part but the last is one byte; the last fills the rest.
+        // Every part but the last is one byte; the last fills the rest (a
+        // part never holds more than 32 bits, so a shift by 32 leaves 0).
         const int bits = last ? 8 * int(4 - i) : 8;
-        if (bits < 32 && *value >> bits)
+        if (*value >> bits)
             return kInvalidAddress;
         if (last)
             hostOrder |= static_cast<quint32>(*value);

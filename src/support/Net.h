@@ -71,7 +71,4 @@ private:
 // A Net on the system's own pinger, resolver and URL cache.
 std::unique_ptr<Net> createSystemNet();
 
-// A Net on the system's own pinger, resolver and URL cache.
-std::unique_ptr<Net> createSystemNet();
-
 } // namespace orvex

@@ -8,6 +8,7 @@
 #include <QSaveFile>
 
 #include <exception>
+#include <filesystem>
 #include <new>
 
 using namespace Qt::StringLiterals;
@@ -69,6 +70,22 @@ QString diskFaultMessage(const Fault &fault, const QString &doing, const QString
     return errorPrefix(fault) + u" occurred while "_s + doing + u' ' + path + u' ' + direction +
            u" disk."_s;
 }
+
+// Settings live in regular files. Anything else under the name is neither
+// read nor replaced: opening a FIFO waits for a writer (at start-up, for
+// ever), a device may never end, and replacing either would destroy it.
+enum class OnDisk { Missing, RegularFile, Other };
+
+OnDisk onDisk(const QString &path)
+{
+    std::error_code error;
+    const auto status = std::filesystem::status(path.toStdU16String(), error);
+    if (std::filesystem::is_regular_file(status))
+        return OnDisk::RegularFile;
+    return std::filesystem::exists(status) ? OnDisk::Other : OnDisk::Missing;
+}
+
+const QString kNotRegular = u"Not a regular file"_s;
 
 } // namespace
 
@@ -211,6 +228,11 @@ void clsINI::LoadIniFile(const QString &path)
     m_dirty = false;
     Fault fault;
     const bool ok = guarded(fault, [&] {
+        if (const OnDisk kind = onDisk(path); kind != OnDisk::RegularFile) {
+            fault = {int(QFileDevice::OpenError),
+                     kind == OnDisk::Missing ? u"File not found"_s : kNotRegular};
+            return;
+        }
         QFile file(path);
         if (!file.open(QIODevice::ReadOnly)) {
             fault = fileFault(file);
@@ -251,6 +273,10 @@ void clsINI::WriteIniFile()
         return;
     Fault fault;
     const bool ok = guarded(fault, [&] {
+        if (onDisk(m_fileName) == OnDisk::Other) {
+            fault = {int(QFileDevice::WriteError), kNotRegular};
+            return;
+        }
         // Written beside the target and renamed over it: a crash or a full
         // disk leaves the old file whole, never a truncated one.
         QSaveFile file(m_fileName);
@@ -351,17 +377,9 @@ void clsINI::FormatSection(QString &section)
 int clsINI::FindSection(const QString &section) const
 {
     // Not trimmed on purpose: "[ Name ]" in a file is not the section "Name".
-    // Compared in place: a look-up makes no string per header or line.
-    const bool bracketed = section.startsWith(u'[');
+    const QString header = section.startsWith(u'[') ? section : u'[' + section + u']';
     for (int s = 0; s < SectionCount(); ++s) {
-        const QStringView name = m_sectionNames.at(s);
-        const bool same =
-            bracketed
-                ? name.compare(section, Qt::CaseInsensitive) == 0
-                : name.size() == section.size() + 2 && name.startsWith(u'[') &&
-                      name.endsWith(u']') &&
-                      name.sliced(1, section.size()).compare(section, Qt::CaseInsensitive) == 0;
-        if (same)
+        if (m_sectionNames.at(s).compare(header, Qt::CaseInsensitive) == 0)
             return s;
     }
     return -1;

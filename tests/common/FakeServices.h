@@ -75,16 +75,12 @@ public:
     std::vector<platform::MessageBoxRequest> asked;
     std::vector<platform::InputBoxRequest> inputsAsked;
 
-    // The questions (Yes/No boxes) and the other boxes, as "title|text".
-    QStringList questions() const { return texts(true); }
-    QStringList messages() const { return texts(false); }
-
-private:
-    QStringList texts(bool yesNo) const
+    // The boxes that asked no question, as "title|text".
+    QStringList messages() const
     {
         QStringList out;
         for (const auto &r : asked)
-            if ((r.buttons == platform::BoxButtons::YesNo) == yesNo)
+            if (r.buttons != platform::BoxButtons::YesNo)
                 out << r.title + u'|' + r.text;
         return out;
     }

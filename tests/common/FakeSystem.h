@@ -14,7 +14,8 @@
 namespace orvex::test {
 
 // No process really starts: each start gets a token that runs until the
-// test ends it. Windows are known by title or class.
+// test ends it (endAll(), or by taking it out of `running`). Windows are
+// known by title or class.
 class FakeProcessWindows final : public platform::ProcessWindows
 {
 public:
@@ -33,39 +34,50 @@ public:
         return true;
     }
     platform::ProcessToken startProcess(const std::string &line, const std::string &,
-                                        platform::StartMode) override
+                                        platform::StartMode mode) override
     {
         started.push_back(line);
+        modes.push_back(mode);
+        if (startFails)
+            return 0;
         running.insert(++m_last);
         return m_last;
     }
     bool isRunning(platform::ProcessToken p) override { return running.count(p) > 0; }
-    void release(platform::ProcessToken) override {}
+    // Forgotten, not stopped: a released token that runs stays in `running`.
+    void release(platform::ProcessToken p) override { released.push_back(p); }
 
     void endAll() { running.clear(); }
 
     bool windowList = true;
+    bool startFails = false;
     std::map<std::string, platform::WindowHandle> titles, classes;
     std::vector<platform::WindowHandle> closed;
     std::vector<std::string> started;
+    std::vector<platform::StartMode> modes;
     std::set<platform::ProcessToken> running;
+    std::vector<platform::ProcessToken> released;
 
 private:
     platform::ProcessToken m_last = 0;
 };
 
-// Records every sound started; each ends at once.
+// Records every sound started as "path*count". Each ends at once, or, with
+// `holds`, when the test sets `playing` back to false.
 class FakeSound final : public platform::SoundPlayer
 {
 public:
     bool play(const QString &path, int count) override
     {
         played << path + u'*' + QString::number(count);
+        playing = holds;
         return true;
     }
-    bool isPlaying() const override { return false; }
-    void stop() override {}
+    bool isPlaying() const override { return playing; }
+    void stop() override { playing = false; }
 
+    bool holds = false;
+    bool playing = false;
     QStringList played;
 };
 

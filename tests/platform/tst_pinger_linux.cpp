@@ -108,30 +108,17 @@ private slots:
         QTEST(got ? int(*got) : -1, "status");
     }
 
-    void echoToLoopback()
-    {
-        if (!canOpen(SOCK_DGRAM) && !canOpen(SOCK_RAW))
-            QSKIP("neither ICMP datagram sockets (net.ipv4.ping_group_range) nor raw sockets "
-                  "(CAP_NET_RAW) are permitted here");
-
-        const auto pinger = createPinger();
-        for (int i = 0; i < 2; ++i) { // a second echo must not take the first one's reply
-            const EchoResult r = pinger->echo(inet_addr("127.0.0.1"), 500);
-            QVERIFY2(r.replies == 1 && r.status == echo_status::Success, r.detail.c_str());
-            QVERIFY(r.roundTripMs < 500);
-        }
-    }
-
-    // The echo is sent at once and its answer read when the socket says so.
+    // The echo's socket wakes the caller's event loop when the answer has come
+    // (the answer itself is the seams' test).
     void pendingEchoAnswersThroughItsSocket()
     {
         if (!canOpen(SOCK_DGRAM) && !canOpen(SOCK_RAW))
             QSKIP("no ICMP sockets permitted here");
-        const auto echo = createPinger()->send(inet_addr("127.0.0.1"), 500);
+        const auto echo = createPinger()->send(inet_addr("127.0.0.1"), 5000);
         QVERIFY(echo->readableSocket() >= 0);
         QSocketNotifier readable(echo->readableSocket(), QSocketNotifier::Read);
         QSignalSpy woke(&readable, &QSocketNotifier::activated);
-        QVERIFY(woke.wait(5000));
+        QVERIFY(woke.wait(10000));
         const auto r = echo->check();
         QVERIFY(r && r->replies == 1 && r->status == echo_status::Success);
         QCOMPARE(echo->readableSocket(), -1); // answered: nothing more to watch

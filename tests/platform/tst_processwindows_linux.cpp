@@ -1,3 +1,4 @@
+#include "common/TestSupport.h"
 #include "platform/ProcessWindows.h"
 
 #include <QDeadlineTimer>
@@ -9,13 +10,11 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
-#include <fcntl.h>
 #include <signal.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <functional>
 
@@ -36,67 +35,47 @@ bool receivedEvent(Display *display, const std::function<bool(const XClientMessa
     return false;
 }
 
-// A child that runs until the test lets it go: it waits for a line on a
-// named pipe. The test holds the pipe open (not inherited by the child), so
-// the line stays there even when written before the child opens its end.
-class GatedChild
-{
-public:
-    GatedChild()
-    {
-        if (m_dir.isValid() && ::mkfifo(QFile::encodeName(path()).constData(), 0600) == 0)
-            m_fd = ::open(QFile::encodeName(path()).constData(), O_RDWR | O_CLOEXEC);
-    }
-    ~GatedChild()
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
-    GatedChild(const GatedChild &) = delete;
-    GatedChild &operator=(const GatedChild &) = delete;
-
-    bool isValid() const { return m_fd >= 0; }
-    std::string commandLine() const
-    {
-        return "sh -c \"read line < " + QFile::encodeName(path()).toStdString() + '"';
-    }
-    bool release() { return ::write(m_fd, "\n", 1) == 1; }
-
-private:
-    QString path() const { return m_dir.filePath(u"gate"_s); }
-
-    QTemporaryDir m_dir;
-    int m_fd = -1;
-};
-
 } // namespace
 
-class TestProcessWindows : public QObject
+// A private X server: -displayfd lets it pick a free display and say which.
+// The test's own Xlib connection to it makes the windows.
+class XServer
 {
-    Q_OBJECT
+public:
+    ~XServer() { stop(); }
 
-    QProcess m_xvfb;
-    Display *m_display = nullptr;
-
-    // A private X server: -displayfd lets it pick a free display and say which.
-    bool startXServer()
+    bool start()
     {
         const QString xvfb = QStandardPaths::findExecutable(u"Xvfb"_s);
         if (xvfb.isEmpty())
             return false;
-        m_xvfb.start(xvfb, {u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s, u"-screen"_s, u"0"_s,
-                            u"320x240x24"_s});
+        m_process.start(xvfb, {u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s, u"-screen"_s,
+                               u"0"_s, u"320x240x24"_s});
         QByteArray number;
         for (QDeadlineTimer deadline(15000); !number.endsWith('\n') && !deadline.hasExpired() &&
-                                             m_xvfb.state() != QProcess::NotRunning;) {
-            m_xvfb.waitForReadyRead(200);
-            number += m_xvfb.readAllStandardOutput();
+                                             m_process.state() != QProcess::NotRunning;) {
+            m_process.waitForReadyRead(200);
+            number += m_process.readAllStandardOutput();
         }
         const QByteArray name = ':' + number.trimmed();
         if (number.endsWith('\n') && (m_display = XOpenDisplay(name.constData())))
             qputenv("DISPLAY", name);
         return m_display != nullptr;
     }
+
+    // The test's connection goes first: Xlib ends a program whose server vanishes.
+    void stop()
+    {
+        if (m_display)
+            XCloseDisplay(m_display);
+        m_display = nullptr;
+        m_process.terminate();
+        if (!m_process.waitForFinished(5000))
+            m_process.kill();
+        m_process.waitForFinished(5000);
+    }
+
+    Display *display() const { return m_display; }
 
     // A window titled `latin1` in WM_NAME; a modern one also has a UTF-8
     // _NET_WM_NAME, a WM_CLASS and takes WM_DELETE_WINDOW.
@@ -118,6 +97,17 @@ class TestProcessWindows : public QObject
         XSync(d, False);
         return w;
     }
+
+private:
+    QProcess m_process;
+    Display *m_display = nullptr;
+};
+
+class TestProcessWindows : public QObject
+{
+    Q_OBJECT
+
+    XServer m_x;
 
 private slots:
     void splitsCommandLines_data()
@@ -157,34 +147,24 @@ private slots:
         QTRY_VERIFY(!pw->isRunning(quick));
         pw->release(quick);
 
-        GatedChild slowGate;
-        QVERIFY(slowGate.isValid());
-        const ProcessToken slow = pw->startProcess(slowGate.commandLine());
-        QVERIFY(slow != 0 && pw->isRunning(slow));
-        QVERIFY(slowGate.release());
-        QTRY_VERIFY(!pw->isRunning(slow));
-        pw->release(slow);
-
-        // Ended by a signal: seen as ended all the same.
-        GatedChild killedGate;
-        QVERIFY(killedGate.isValid());
-        const ProcessToken killed = pw->startProcess(killedGate.commandLine());
+        // Ended by a signal: seen as ended all the same. The child handles
+        // signals by default, whatever this process ignores.
+        ::signal(SIGTERM, SIG_IGN);
+        const ProcessToken killed = pw->startProcess("sleep 600");
+        ::signal(SIGTERM, SIG_DFL);
         QVERIFY(killed != 0 && pw->isRunning(killed));
-        ::kill(static_cast<pid_t>(killed), SIGKILL);
+        ::kill(static_cast<pid_t>(killed), SIGTERM);
         QTRY_VERIFY(!pw->isRunning(killed));
         pw->release(killed);
 
         // Released while still running: ending later must not leave a zombie.
-        GatedChild detachedGate;
-        QVERIFY(detachedGate.isValid());
-        const ProcessToken detached =
-            pw->startProcess(detachedGate.commandLine(), {}, StartMode::NormalWindow);
+        const ProcessToken detached = pw->startProcess("sleep 600", {}, StartMode::NormalWindow);
         QVERIFY(detached != 0);
         pw->release(detached);
         QVERIFY(!pw->isRunning(detached)); // forgotten, whatever it does
         const QString proc = u"/proc/"_s + QString::number(detached);
         QVERIFY(QFileInfo::exists(proc));
-        QVERIFY(detachedGate.release());
+        ::kill(static_cast<pid_t>(detached), SIGKILL);
         QTRY_VERIFY((pw->isRunning(0), !QFileInfo::exists(proc)));
 
         QCOMPARE(pw->startProcess(""), ProcessToken(0));
@@ -201,11 +181,10 @@ private slots:
         const QString bin = tmp.filePath(u"con espacio"_s), work = tmp.filePath(u"trabajo"_s);
         QVERIFY(QDir().mkpath(bin) && QDir().mkpath(work));
         const QString script = bin + u"/anotar args.sh"_s;
-        QFile f(script);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write("#!/bin/sh\npwd > out.txt\nfor a in \"$@\"; do echo \"[$a]\" >> out.txt; done\n");
-        f.close();
-        f.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QVERIFY(orvex::test::writeBytes(
+            script,
+            "#!/bin/sh\npwd > out.txt\nfor a in \"$@\"; do echo \"[$a]\" >> out.txt; done\n"));
+        QVERIFY(QFile::setPermissions(script, QFile::ReadOwner | QFile::ExeOwner));
 
         auto pw = createProcessWindows();
         const ProcessToken p =
@@ -214,9 +193,7 @@ private slots:
         QVERIFY(p != 0);
         QTRY_VERIFY(!pw->isRunning(p));
         pw->release(p);
-        QFile out(work + u"/out.txt"_s);
-        QVERIFY(out.open(QIODevice::ReadOnly));
-        QCOMPARE(QString::fromUtf8(out.readAll()),
+        QCOMPARE(QString::fromUtf8(orvex::test::readBytes(work + u"/out.txt"_s)),
                  QDir(work).canonicalPath() + u"\n[uno]\n[dos tres]\n[año]\n"_s);
     }
 
@@ -234,13 +211,14 @@ private slots:
 
     void findsAndClosesWindows()
     {
-        if (!startXServer())
+        if (!m_x.start())
             QSKIP("no Xvfb to run an X server on");
-        Display *d = m_display;
+        Display *d = m_x.display();
         // No window manager runs, so there is no _NET_CLIENT_LIST: this walks
         // the window tree.
-        const Window modern = makeWindow("Orvex - ano", "Orvex – año");
-        const Window legacy = makeWindow("A\xf1o nuevo");
+        const Window modern = m_x.makeWindow("Orvex - ano", "Orvex – año");
+        const Window legacy = m_x.makeWindow("A\xf1o nuevo");
+        const Window titledLikeAClass = m_x.makeWindow("OrvexProbe");
         // Where a window manager would listen for _NET_CLOSE_WINDOW.
         XSelectInput(d, DefaultRootWindow(d), SubstructureNotifyMask);
         XSync(d, False);
@@ -255,6 +233,11 @@ private slots:
         QCOMPARE(pw->findWindowByClass("orvexprobe"), WindowHandle(modern));
         QCOMPARE(pw->findWindowByClass("OrvexProbe"), WindowHandle(modern));
         QCOMPARE(pw->findWindowByClass("orvexprob"), WindowHandle(0));
+        // One walk for both: a title anywhere comes before a class.
+        QCOMPARE(pw->findWindowByTitleOrClass("orvexprobe"), WindowHandle(modern));
+        QCOMPARE(pw->findWindowByTitleOrClass("OrvexProbe"), WindowHandle(titledLikeAClass));
+        QCOMPARE(pw->findWindowByTitleOrClass("Año nuevo"), WindowHandle(legacy));
+        QCOMPARE(pw->findWindowByTitleOrClass("Nadie"), WindowHandle(0));
 
         const Atom deleteWindow = XInternAtom(d, "WM_DELETE_WINDOW", False);
         const Atom protocols = XInternAtom(d, "WM_PROTOCOLS", False);
@@ -280,16 +263,24 @@ private slots:
         QVERIFY(!pw->postClose(modern));
         QCOMPARE(pw->findWindowByTitle("Orvex – año"), WindowHandle(0));
         QCOMPARE(pw->findWindowByTitle("Año nuevo"), WindowHandle(legacy));
-    }
 
-    void cleanupTestCase()
-    {
-        if (m_display)
-            XCloseDisplay(m_display);
-        m_xvfb.terminate();
-        if (!m_xvfb.waitForFinished(5000))
-            m_xvfb.kill();
-        m_xvfb.waitForFinished(5000);
+        // With a window manager, its list of managed windows is what is searched.
+        XChangeProperty(d, DefaultRootWindow(d), XInternAtom(d, "_NET_CLIENT_LIST", False),
+                        XA_WINDOW, 32, PropModeReplace,
+                        reinterpret_cast<const unsigned char *>(&legacy), 1);
+        XSync(d, False);
+        QCOMPARE(pw->findWindowByTitleOrClass("OrvexProbe"), WindowHandle(0));
+        QCOMPARE(pw->findWindowByTitle("Año nuevo"), WindowHandle(legacy));
+
+        // The connection kept open outlives its X server without ending the
+        // program, and finds the windows of the next one.
+        m_x.stop();
+        QCOMPARE(pw->findWindowByTitle("Año nuevo"), WindowHandle(0));
+        QVERIFY(!pw->hasWindowList());
+        QVERIFY(m_x.start());
+        const Window again = m_x.makeWindow("A\xf1o nuevo");
+        QVERIFY(pw->hasWindowList());
+        QCOMPARE(pw->findWindowByTitle("Año nuevo"), WindowHandle(again));
     }
 };
 

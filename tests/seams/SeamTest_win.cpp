@@ -27,15 +27,13 @@ bool canPing()
     return true;
 }
 
-// "--child exit": ends at once. "--child wait EVENT": ends when the named
-// event is set. "--child cwd FILE": writes its working folder into FILE.
+// "--child wait EVENT": ends when the named event is set. "--child cwd FILE":
+// writes its working folder into FILE.
 int runAsChild(int argc, char **argv)
 {
     if (argc < 3 || std::strcmp(argv[1], "--child") != 0)
         return -1;
     const std::string what = argv[2];
-    if (what == "exit")
-        return 0;
     if (what == "wait" && argc > 3) {
         HANDLE event = OpenEventA(SYNCHRONIZE, FALSE, argv[3]);
         if (!event)

@@ -69,12 +69,15 @@ TEST_SUITE("shellfolders")
         const std::string base = temporary + separator + "orvex seam links";
         const std::string group = shell->groupFolder(base, ".\\Sendaro", false);
         CHECK(group == base + separator + "Sendaro");
+        CHECK(shell->groupFolder(base + separator + separator, ".\\Sendaro", false) == group);
 
         const std::string program = base + separator + "SD Norte.exe";
         orvex::seamtest::makeProgram(program);
         const ShellLink link{group, "SD Norte: Año", program, "-x \"dos palabras\"", {}};
         REQUIRE(shell->writeShellLink(link));
         REQUIRE(shell->writeShellLink(link));
+        // A group that cannot be made (a file stands where it would go).
+        CHECK_FALSE(shell->writeShellLink({program + separator + "grupo", "x", program, {}, {}}));
 
         const std::vector<std::string> files = orvex::seamtest::filesIn(group);
         REQUIRE(files.size() == 1);

@@ -1,84 +1,48 @@
 #include "common/FakeClock.h"
+#include "common/FakeSystem.h"
 #include "common/TestSupport.h"
-#include "platform/ProcessWindows.h"
-#include "platform/SoundPlayer.h"
 #include "support/AddsSystem.h"
 
-#include <QElapsedTimer>
 #include <QTest>
 #include <QTimer>
+#include <QtEndian>
 
+#include <algorithm>
 #include <limits>
-#include <map>
 #include <optional>
 
 using namespace orvex;
 using namespace orvex::platform;
 using namespace Qt::StringLiterals;
+using test::FakeProcessWindows;
+using test::FakeSound;
 
 namespace {
 
-// Windows known by title and class; records what it was asked to close. Its
-// one process runs until the test says it has ended: starting and watching
-// real processes is the platform tests' business.
-class FakeProcessWindows : public ProcessWindows
-{
-public:
-    static constexpr ProcessToken Started = 77;
-
-    std::map<std::string, WindowHandle> titles, classes;
-    std::vector<WindowHandle> closed;
-    std::string startedLine;
-    StartMode startedMode = StartMode::NormalWindow;
-    bool startFails = false;
-    bool running = false;
-    std::vector<ProcessToken> released;
-    bool runningWhenReleased = false;
-
-    bool hasWindowList() override { return true; }
-    WindowHandle findWindowByTitle(const std::string &t) override { return titles[t]; }
-    WindowHandle findWindowByClass(const std::string &c) override { return classes[c]; }
-    bool postClose(WindowHandle window) override
-    {
-        closed.push_back(window);
-        return true;
-    }
-    ProcessToken startProcess(const std::string &line, const std::string &, StartMode mode) override
-    {
-        startedLine = line;
-        startedMode = mode;
-        if (startFails)
-            return 0;
-        running = true;
-        return Started;
-    }
-    bool isRunning(ProcessToken p) override { return p == Started && running; }
-    void release(ProcessToken p) override
-    {
-        runningWhenReleased = isRunning(p);
-        released.push_back(p);
-    }
-};
-
-// Plays for as long as the test says.
-class FakeSound : public SoundPlayer
-{
-public:
-    QString path;
-    int count = -1;
-    bool playing = false;
-
-    bool play(const QString &p, int c) override
-    {
-        path = p;
-        count = c;
-        return playing = true;
-    }
-    bool isPlaying() const override { return playing; }
-    void stop() override { playing = false; }
-};
-
 const QString Command = u"\"C:\\Orvex\\ayudante.exe\" -x"_s;
+
+QByteArray le32(quint32 value)
+{
+    QByteArray bytes(4, Qt::Uninitialized);
+    qToLittleEndian(value, bytes.data());
+    return bytes;
+}
+
+// A WAV file's head up to its data chunk's header: the format chunk (8-bit
+// samples), `between`, then a data chunk of `dataBytes`.
+QByteArray wavHead(quint16 format, quint16 channels, quint32 bytesPerSecond, quint32 dataBytes,
+                   const QByteArray &between = {})
+{
+    QByteArray fmt(16, '\0');
+    qToLittleEndian(format, fmt.data());
+    qToLittleEndian(channels, fmt.data() + 2);
+    qToLittleEndian(bytesPerSecond / std::max<quint32>(channels, 1), fmt.data() + 4);
+    qToLittleEndian(bytesPerSecond, fmt.data() + 8);
+    qToLittleEndian(channels, fmt.data() + 12);
+    qToLittleEndian(quint16(8), fmt.data() + 14);
+    return "RIFF"_ba + le32(36 + dataBytes) + "WAVEfmt "_ba + le32(16) + fmt + between + "data"_ba +
+           le32(dataBytes);
+}
 
 } // namespace
 
@@ -123,65 +87,43 @@ private slots:
         sys.App_Close(u"Orvex"_s);
         QVERIFY(!sys.App_IsRunningForNT(u"Orvex"_s));
         QVERIFY(!sys.Win_RunApp(Command));
+        sys.Win_RunAppAndWait(Command);
         QCOMPARE(sys.Sonido_PlayWav(u"x.wav"_s, 1, false), qint16(0));
-        const QString name = sys.NET_CurrentMachineName();
-        QVERIFY(!name.isEmpty() && !name.contains(QChar(0)));
     }
 
-    // The child ends when a timer of the test says so: the wait can only
-    // return if events kept running while it waited.
-    void runAndWaitWaitsForTheEnd_data()
+    // The child ends on an event: a wait that lets events run sees it end,
+    // a wait with no time at all leaves it running (only no longer watched).
+    void runAndWait_data()
     {
         QTest::addColumn<std::optional<qint32>>("timeoutSeconds");
-        QTest::newRow("no time-out") << std::optional<qint32>();
-        QTest::newRow("negative time-out: no limit") << std::optional<qint32>(-1);
-        QTest::newRow("time-out not reached") << std::optional<qint32>(3600);
+        QTest::addColumn<bool>("waited");
+        QTest::newRow("no time-out") << std::optional<qint32>() << true;
+        QTest::newRow("negative time-out: no limit") << std::optional<qint32>(-1) << true;
+        QTest::newRow("time-out not reached") << std::optional<qint32>(3600) << true;
+        QTest::newRow("zero: looks once") << std::optional<qint32>(0) << false;
     }
-    void runAndWaitWaitsForTheEnd()
+    void runAndWait()
     {
         QFETCH(std::optional<qint32>, timeoutSeconds);
         FakeProcessWindows pw;
         AddsSystem sys({.processWindows = &pw});
-        bool ended = false;
         QObject scope; // a wait that returned early must not leave the timer behind
-        QTimer::singleShot(20, &scope, [&] {
-            pw.running = false;
-            ended = true;
-        });
+        QTimer::singleShot(0, &scope, [&] { pw.endAll(); });
         sys.Win_RunAppAndWait(Command, u"no usado"_s, timeoutSeconds);
-        QVERIFY(ended);
-        QCOMPARE(pw.startedLine, Command.toStdString());
-        QCOMPARE(pw.startedMode, StartMode::Inherit);
-        QCOMPARE(pw.released, std::vector<ProcessToken>{FakeProcessWindows::Started});
-        QVERIFY(!pw.runningWhenReleased);
-    }
+        QCOMPARE(pw.started, std::vector<std::string>{Command.toStdString()});
+        QCOMPARE(pw.modes, std::vector<StartMode>{StartMode::Inherit});
+        QCOMPARE(pw.released.size(), size_t(1));
+        QTEST(!pw.isRunning(pw.released[0]), "waited");
 
-    void runAndWaitHonoursItsTimeOut()
-    {
-        FakeProcessWindows pw;
-        AddsSystem sys({.processWindows = &pw});
-        int ticks = 0;
-        QTimer timer;
-        QObject::connect(&timer, &QTimer::timeout, [&] { ++ticks; });
-        timer.start(100);
-        QElapsedTimer clock;
-        clock.start();
-        sys.Win_RunAppAndWait(Command, {}, 1);
-        QVERIFY2(clock.elapsed() >= 900, QByteArray::number(clock.elapsed())); // it did wait
-        QVERIFY(ticks >= 1);
-        QVERIFY(pw.runningWhenReleased); // left running, only no longer waited for
-        QCOMPARE(pw.released, std::vector<ProcessToken>{FakeProcessWindows::Started});
-
-        pw.released.clear();
-        sys.Win_RunAppAndWait(Command, {}, 0); // looks once, does not wait
-        QVERIFY(pw.runningWhenReleased);
-        QCOMPARE(pw.released, std::vector<ProcessToken>{FakeProcessWindows::Started});
-
+        // Started on its own, in a window, and never waited for.
+        QVERIFY(sys.Win_RunApp(Command));
+        QCOMPARE(pw.modes.back(), StartMode::NormalWindow);
+        QCOMPARE(pw.released.size(), size_t(2));
         // Nothing started, nothing to wait for or release.
-        pw.released.clear();
         pw.startFails = true;
         sys.Win_RunAppAndWait(Command);
-        QVERIFY(pw.released.empty());
+        QVERIFY(!sys.Win_RunApp(Command));
+        QCOMPARE(pw.released.size(), size_t(2));
     }
 
     // Pauses run on the clock: the length is rounded to whole milliseconds,
@@ -219,36 +161,55 @@ private slots:
     void playWavWaitsOnlyWhenSynchronous()
     {
         FakeSound sound;
+        sound.holds = true;
         AddsSystem sys({.sound = &sound});
-        // Should asynchronous play wait after all, this ends the wait.
-        QTimer guard;
-        guard.callOnTimeout([&] { sound.playing = false; });
-        guard.start(1000);
+        QObject scope; // ends the sound, for the synchronous play to return
+        QTimer::singleShot(0, &scope, [&] { sound.playing = false; });
         QCOMPARE(sys.Sonido_PlayWav(uR"(C:\Orvex\resources\aviso.wav)"_s, 3, true), qint16(1));
-        QCOMPARE(sound.path, u"C:/Orvex/resources/aviso.wav"_s); // Windows-style path made local
-        QCOMPARE(sound.count, 3);
         QVERIFY(sound.playing); // asynchronous: returned while still playing
-
-        QTimer::singleShot(200, [&] { sound.playing = false; });
         QCOMPARE(sys.Sonido_PlayWav(u"aviso.wav"_s, 1, false), qint16(1));
         QVERIFY(!sound.playing); // synchronous: returned only after the end
-
-        sound.count = -1;
         QCOMPARE(sys.Sonido_PlayWav(u"aviso.wav"_s, 0, false), qint16(0));
-        QCOMPARE(sound.count, -1); // nothing to play, player not asked
+        // The Windows-style path made local; the count of 0 never reached the player.
+        QCOMPARE(sound.played,
+                 QStringList({u"C:/Orvex/resources/aviso.wav*3"_s, u"aviso.wav*1"_s}));
+    }
+
+    // The length that bounds a synchronous play, from the file's head alone.
+    void wavLength_data()
+    {
+        QTest::addColumn<QByteArray>("head");
+        QTest::addColumn<qint64>("fileSize");
+        QTest::addColumn<qint64>("ms"); // -1: not a sound
+        const QByteArray pcm = wavHead(1, 1, 8000, 800);
+        const QByteArray padded = "junk"_ba + le32(3) + "abc\0"_ba; // odd length, padded
+        QTest::newRow("PCM") << pcm << pcm.size() + 800 << qint64(100);
+        QTest::newRow("cut to the file") << pcm << pcm.size() + 400 << qint64(50);
+        QTest::newRow("float") << wavHead(3, 2, 8000, 800) << qint64(10000) << qint64(100);
+        QTest::newRow("extensible")
+            << wavHead(0xFFFE, 1, 16000, 800) << qint64(10000) << qint64(50);
+        QTest::newRow("chunk before the data")
+            << wavHead(1, 1, 8000, 800, padded) << qint64(10000) << qint64(100);
+        QTest::newRow("compressed") << wavHead(2, 1, 8000, 800) << qint64(10000) << qint64(-1);
+        QTest::newRow("no channels") << wavHead(1, 0, 8000, 800) << qint64(10000) << qint64(-1);
+        QTest::newRow("no rate") << wavHead(1, 1, 0, 800) << qint64(10000) << qint64(-1);
+        QTest::newRow("no fmt chunk")
+            << "RIFF\0\0\0\0WAVE"_ba + padded + "data"_ba + le32(8) << qint64(100) << qint64(-1);
+        QTest::newRow("not RIFF") << "RIFX"_ba + pcm.mid(4) << qint64(10000) << qint64(-1);
+    }
+    void wavLength()
+    {
+        QFETCH(QByteArray, head);
+        QFETCH(qint64, fileSize);
+        QTEST(platform::wavDurationMs(head, fileSize).value_or(-1), "ms");
     }
 
     void realPlayerNeverHangs()
     {
         QTemporaryDir dir;
         const QString good = dir.filePath(u"corto.wav"_s), bad = dir.filePath(u"falso.wav"_s);
-        // 100 ms of silence: 8-bit mono PCM at 8000 Hz, 800 samples.
-        QVERIFY(test::writeBytes(good, QByteArray::fromHex("52494646 44030000 57415645 666d7420 "
-                                                           "10000000 01000100 401f0000 401f0000 "
-                                                           "01000800 64617461 20030000") +
-                                           QByteArray(800, char(0x80))));
-        // A RIFF/WAVE file whose only chunk is not sound.
-        QVERIFY(test::writeBytes(bad, QByteArray("RIFF\x0e\0\0\0WAVEjunk\x02\0\0\0ab", 22)));
+        QVERIFY(test::writeBytes(good, wavHead(1, 1, 8000, 800) + QByteArray(800, char(0x80))));
+        QVERIFY(test::writeBytes(bad, wavHead(2, 1, 8000, 800) + QByteArray(800, char(0x80))));
         auto player = createSoundPlayer();
         AddsSystem sys({.sound = player.get()});
         QCOMPARE(sys.Sonido_PlayWav(dir.filePath(u"no-existe.wav"_s), 1, false), qint16(0));

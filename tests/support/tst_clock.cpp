@@ -1,5 +1,3 @@
-#include "common/FakeClock.h"
-#include "support/Adds.h"
 #include "support/Clock.h"
 
 #include <QtTest>
@@ -32,21 +30,6 @@ private slots:
         QFETCH(QDateTime, from);
         QFETCH(QDateTime, to);
         QTEST(wholeMinutesBetween(from, to), "minutes");
-    }
-
-    void pauseRunsOnTheGivenClock()
-    {
-        test::FakeClock clock;
-        const QDateTime start = clock.now();
-        Adds adds(AddsServices{.clock = &clock});
-        bool ran = false;
-        QTimer::singleShot(0, [&] { ran = true; });
-        adds.DateTime_PausaTimer(1.5);
-        // The test clock moved by the pause and events ran, with no real wait.
-        QCOMPARE(clock.now(), start.addMSecs(1500));
-        QVERIFY(ran);
-        adds.DateTime_PausaTimer(-1);
-        QCOMPARE(clock.pauses, 1);
     }
 };
 

@@ -1,8 +1,10 @@
+#include "common/MessageLog.h"
 #include "common/TestSupport.h"
 #include "support/AddsSettings.h"
 #include "support/clsINI.h"
 
 #include <QFileInfo>
+#include <QProcess>
 #include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QtTest>
@@ -114,6 +116,40 @@ private slots:
         QTEST(ini.ReadFrom(section, key, kDot), "expected");
     }
 
+    // Called directly, a bare name is bracketed but not trimmed.
+    void findSection_data()
+    {
+        QTest::addColumn<QString>("section");
+        QTest::addColumn<int>("index"); // of kSample's [DynIP], [ Spaced ], [Directorios]
+        QTest::newRow("bare, any case") << u"directorios"_s << 2;
+        QTest::newRow("bracketed") << u"[DYNIP]"_s << 0;
+        QTest::newRow("blanks as in the header") << u" Spaced "_s << 1;
+        QTest::newRow("blanks not in the name") << u"Spaced"_s << -1;
+        QTest::newRow("shorter") << u"Directorio"_s << -1;
+        QTest::newRow("longer") << u"DynIPs"_s << -1;
+        QTest::newRow("open bracket") << u"[DynIP"_s << -1;
+    }
+    void findSection()
+    {
+        QFETCH(QString, section);
+        clsINI ini;
+        ini.LoadIniBytes(u"x.ini"_s, kSample);
+        QTEST(ini.FindSection(section), "index");
+    }
+
+    void listsKeysOfOneSection()
+    {
+        clsINI ini;
+        ini.LoadIniBytes(u"x.ini"_s, kSample);
+        // Not the key line before the header, nor those of the next section.
+        QCOMPARE(ini.ListKeys(u"dynip"_s),
+                 QStringList({u"DynIP Server 1"_s, u";old"_s, u"Url"_s, u"Empty"_s}));
+        QVERIFY(ini.ListKeys(u"Nope"_s).isEmpty());
+        QCOMPARE(ini.FindKey(0, u"Version"_s), -1); // before the header
+        QCOMPARE(ini.FindKey(-1, u"Version"_s), -1);
+        QCOMPARE(ini.FindKey(ini.SectionCount(), u"Pendientes"_s), -1);
+    }
+
     void writeTo_data()
     {
         QTest::addColumn<QByteArray>("before");
@@ -186,17 +222,45 @@ private slots:
 
     void failedWriteIsSwallowed()
     {
-        // Renaming over a directory fails for every user, root included.
-        const QString path = m_dir.filePath(u"fail/x.ini"_s);
-        QVERIFY(QDir(m_dir.path()).mkpath(u"fail/x.ini/inside"_s));
+        // A file where the folder should be: no user, root included, can write there.
+        QVERIFY(writeBytes(m_dir.filePath(u"fail"_s), "kept"));
         clsINI ini;
-        ini.FileName(path);
+        ini.FileName(m_dir.filePath(u"fail/x.ini"_s));
+        ini.WriteTo(u"s"_s, u"k"_s, u"v"_s);
+        const orvex::test::MessageLog log("orvex.ini"); // where support staff look
+        QTest::ignoreMessage(QtWarningMsg, reported("WriteIniFile", "writing"));
+        ini.WriteIniFile();
+        QVERIFY(ini.Dirty());
+        QVERIFY(log.contains(u"WriteIniFile"_s));
+        QCOMPARE(readBytes(m_dir.filePath(u"fail"_s)), "kept"_ba);
+    }
+
+    // Anything but a regular file reads as missing without being opened (the
+    // open of a FIFO would wait here for a writer), and is never replaced.
+    void specialFilesAreNeitherReadNorReplaced_data()
+    {
+        QTest::addColumn<bool>("fifo");
+        QTest::newRow("FIFO") << true;
+        QTest::newRow("folder") << false;
+    }
+    void specialFilesAreNeitherReadNorReplaced()
+    {
+        QFETCH(bool, fifo);
+        const QString path = m_dir.filePath(fifo ? u"fifo/x.ini"_s : u"folder/x.ini"_s);
+        QVERIFY(QDir().mkpath(fifo ? QFileInfo(path).path() : path));
+        if (fifo && QProcess::execute(u"mkfifo"_s, {path}) != 0)
+            QSKIP("no mkfifo here");
+        clsINI ini;
+        QTest::ignoreMessage(QtWarningMsg, reported("LoadIniFile", "reading"));
+        ini.LoadIniFile(path);
+        QCOMPARE(ini.LineCount(), 0);
+        QCOMPARE(ini.FileName(), QVariant(path));
         ini.WriteTo(u"s"_s, u"k"_s, u"v"_s);
         QTest::ignoreMessage(QtWarningMsg, reported("WriteIniFile", "writing"));
         ini.WriteIniFile();
         QVERIFY(ini.Dirty());
-        QVERIFY(QFileInfo(path + u"/inside"_s).isDir());
-        QCOMPARE(QDir(m_dir.filePath(u"fail"_s)).entryList(QDir::Files), QStringList());
+        const QFileInfo after(path);
+        QVERIFY(after.exists() && !after.isFile() && after.isDir() != fifo);
     }
 
     void settingsShortNameLoadsNothing()

@@ -50,6 +50,8 @@ private slots:
         row("unknown magic", kOptionalHeader, 0, 2, 0x107);
         row("two data directories", kOptionalHeader + 92, 16, 4, 2);
         row("sections past end", kCoffHeader + 2, 0, 2, 0xFFFF);
+        // .rsrc is the second header: the one after the counted ones is none.
+        row("rsrc not counted", kCoffHeader + 2, 0, 2, 1);
         row("block beyond raw data", sectionTable(false) + 56, 16, 4, kVersionBlock + 40);
         row("huge entry count", root + 12, 0, 4, 0xFFFFFFFFu);
         row("version only by name", root + 32, 0, 4, 0x80000000u | 16);

@@ -136,14 +136,17 @@ private slots:
         QTest::addColumn<QString>("pattern");
         QTest::addColumn<bool>("folders");
         QTest::addColumn<QStringList>("names");
-        const QStringList all{u".h.txt"_s, u"a.txt"_s, u"B.TXT"_s,
-                              u"noext"_s,  u"sub"_s,   u"x.txt.bak"_s};
+        const QStringList all{u".cfg"_s,  u".h.txt"_s, u"a.txt"_s,    u"B.TXT"_s,
+                              u"noext"_s, u"sub"_s,    u"x.txt.bak"_s};
         QTest::newRow("star dot star") << u"*.*"_s << true << all;
         QTest::newRow("files only") << u"*"_s << false << all;
         QTest::newRow("any case") << u"*.txt"_s << true
                                   << QStringList{u".h.txt"_s, u"a.txt"_s, u"B.TXT"_s};
         QTest::newRow("question mark") << u"?.txt"_s << true << QStringList{u"a.txt"_s, u"B.TXT"_s};
         QTest::newRow("question mark at dot") << u"a?.txt"_s << true << QStringList{u"a.txt"_s};
+        QTest::newRow("question mark after dot")
+            << u"?.?xt"_s << true << QStringList{u"a.txt"_s, u"B.TXT"_s};
+        // ".cfg" is all extension.
         QTest::newRow("no extension") << u"*."_s << true << QStringList{u"noext"_s, u"sub"_s};
         QTest::newRow("optional extension") << u"noext.*"_s << true << QStringList{u"noext"_s};
         QTest::newRow("brackets are literal") << u"[a].txt"_s << true << QStringList();
@@ -158,8 +161,8 @@ private slots:
         if (!folders)
             names.removeAll(u"sub"_s);
         QTemporaryDir dir;
-        for (const QString &name :
-             {u".h.txt"_s, u"a.txt"_s, u"B.TXT"_s, u"noext"_s, u"x.txt.bak"_s, u"sub/in.txt"_s})
+        for (const QString &name : {u".cfg"_s, u".h.txt"_s, u"a.txt"_s, u"B.TXT"_s, u"noext"_s,
+                                    u"x.txt.bak"_s, u"sub/in.txt"_s})
             QVERIFY(m_utils.File_SaveBinary(dir.filePath(name), u"x"_s));
         // Callers build Windows-style folders, often with a trailing "\".
         const QString folder = dir.path().replace(u'/', u'\\') + u'\\';
