@@ -3,6 +3,7 @@
 #include "actions/ConfigurationBackup.h"
 #include "actions/Downloads.h"
 #include "actions/OnlineUpdate.h"
+#include "platform/SocketX.h"
 #include "support/Adds.h"
 
 #include <QLoggingCategory>
@@ -15,13 +16,41 @@ namespace orvex {
 
 MaintenanceDispatcher::MaintenanceDispatcher(const ActionContext &context, Downloads &downloads)
     : m_ctx(context), m_downloads(downloads)
-{}
+{
+    // What the label shows is also logged, for unattended runs and support.
+    m_ctx.setLabelAvance = [show = m_ctx.setLabelAvance](const QString &text) {
+        qCInfo(lcActions).noquote() << "LabelAvance:" << text;
+        if (show)
+            show(text);
+    };
+}
 
 void MaintenanceDispatcher::dispatch(const QString &actionText)
 {
-    Adds &adds = *m_ctx.adds;
     const bool timerWasOn = m_ctx.timerScanEnabled();
     m_ctx.setTimerScanEnabled(false);
+    if (m_ctx.socket && m_ctx.socket->Busy()) {
+        // Pressed inside the wait of a scan tick's request: that request can
+        // only end once this returns, so the action follows it instead.
+        qCInfo(lcActions) << "action:" << actionText << "waits for the request in progress";
+        if (m_ctx.enableCmdAccion)
+            m_ctx.enableCmdAccion(false);
+        m_ctx.socket->WhenFree(
+            [this, alive = std::weak_ptr<bool>(m_alive), actionText, timerWasOn] {
+                if (alive.expired())
+                    return;
+                if (m_ctx.enableCmdAccion)
+                    m_ctx.enableCmdAccion(true);
+                run(actionText, timerWasOn);
+            });
+        return;
+    }
+    run(actionText, timerWasOn);
+}
+
+void MaintenanceDispatcher::run(const QString &actionText, bool timerWasOn)
+{
+    Adds &adds = *m_ctx.adds;
 
     adds.INI_SetFileName(m_ctx.programFolder + u"/Orvex.ini"_s);
     const QString company = adds.INI_GetString(u"Registracion"_s, u"Empresa"_s, QString());

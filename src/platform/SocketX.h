@@ -8,6 +8,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 namespace orvex::platform {
@@ -83,6 +84,11 @@ public:
     // event processing can see it must not start.
     bool Busy() const;
     void SetBusy(bool busy);
+    // Runs `then` from the event loop once nobody uses the socket: at the
+    // next turn when it is free, else after the one using it lets go. (Who
+    // finds it busy runs inside that user's wait, which cannot end before
+    // the finder returns, so waiting there would never end.)
+    void WhenFree(std::function<void()> then);
 
 protected:
     void raiseError(int number, const QString &description);
