@@ -25,9 +25,9 @@
 #include <QTemporaryDir>
 
 #include <algorithm>
-#include <malloc.h>
 #include <cstdio>
 #include <fstream>
+#include <malloc.h>
 #include <string>
 
 using namespace orvex;
@@ -189,7 +189,9 @@ int main(int argc, char **argv)
     if (archive.open(QIODevice::ReadOnly)) {
         const QByteArray bytes = archive.readAll();
         archiveBytes = bytes.size();
-        requestBytes = AddsUtilities::URL_EncodeBytes(bytes).size() + 200;
+        QByteArray escaped;
+        AddsUtilities::appendUrlEncoded(escaped, bytes);
+        requestBytes = escaped.size() + 200;
     }
     const double requestMiB = double(requestBytes) / (1024.0 * 1024.0);
     std::printf("configuration: 200 INI files, %.1f MiB; archive %.2f MiB; save request %.2f MiB\n",
