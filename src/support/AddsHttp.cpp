@@ -46,8 +46,6 @@ constexpr qint16 kDefaultTimeOutSeconds = 10;
 // Data, a close and the deadline all wake the event loop by themselves; this
 // only bounds how late a condition nobody announces could be noticed.
 constexpr int kIdlePollMs = 250;
-// Replies longer than this go to a spool file instead of memory.
-constexpr qint64 kSpoolAbove = qint64(64) << 20;
 // A run-time error of the spool file; the number the old runtime gave a full disk.
 constexpr int kDiskFull = 61;
 
@@ -348,7 +346,8 @@ AnsiText exchange(SocketX &Socket, const Outgoing &request, int TimeOutSeconds,
                                                 u") "_s + Socket.ErrorDescription()
                                           : u"Error: ("_s + QString::number(kDiskFull) + u") "_s +
                                                 spoolError);
-        qCWarning(lcHttp).noquote() << target.host << target.head << result.toString();
+        qCWarning(lcHttp).noquote()
+            << target.host << (target.head + target.tail.left(kLoggedPath)) << result.toString();
     }
     // What has arrived by now is read once; a server still sending is not
     // followed.

@@ -52,9 +52,13 @@ public:
                           ProgressCaption *ProgressControl = nullptr);
 
     // Replies longer than `above` bytes are kept in a spool file in `folder`
-    // instead of memory (by default: above 64 MiB, in the program's
+    // instead of memory (by default: above kSpoolAbove, in the program's
     // "Instalables"). The reply reads the same either way.
-    void setReplySpool(const QString &folder, qint64 above);
+    void setReplySpool(const QString &folder, qint64 above = kSpoolAbove);
+    // Low enough that a reply of any length keeps the agent well below
+    // 200 MB resident; high enough that the replies a centre sends (lists,
+    // program files, archives) are held in memory.
+    static constexpr qint64 kSpoolAbove = qint64(128) << 20;
 
     // Sends `Data` as one UDP datagram. With an empty `Port`, `Destination`
     // is host ":" port (false when it has no ":"); otherwise it is the host.

@@ -16,6 +16,14 @@ namespace {
 // Pages are requested this far ahead of the end at a time: few requests,
 // and a reply that stops early leaves little memory committed for nothing.
 constexpr qsizetype kPrefaultStep = qsizetype(8) << 20;
+// Past this size a reply gets, once, room for all it may hold in memory:
+// address space only, backed page by page as the bytes land, so nothing
+// is moved again.
+constexpr qsizetype kSmallReply = qsizetype(1) << 20;
+// Room beyond the spool threshold for the read that crosses it.
+constexpr qsizetype kLastRead = qsizetype(2) << 20;
+// Address space taken at once at most; a larger threshold grows by doubling.
+constexpr qint64 kMostUpFront = qint64(256) << 20;
 
 } // namespace
 
@@ -82,6 +90,10 @@ AnsiText ReplyRoom::take()
         return AnsiText(std::shared_ptr<const ReplySpool>(std::exchange(m_spool, nullptr)));
     m_base = nullptr;
     m_present = 0;
+    // Room taken up front and pages made present ahead go back (a remap for
+    // a large block, not a copy).
+    if (m_reply.capacity() - m_reply.size() > kSmallReply)
+        m_reply.squeeze();
     return AnsiText(std::exchange(m_reply, QByteArray()));
 }
 
@@ -91,7 +103,10 @@ void ReplyRoom::makeRoomFor(qint64 more)
         return;
     const qsizetype need = m_reply.size() + static_cast<qsizetype>(more);
     if (need > m_reply.capacity()) {
-        m_reply.reserve(std::max(need, 2 * m_reply.capacity()));
+        qsizetype room = std::max(need, 2 * m_reply.capacity());
+        if (room > kSmallReply && !m_spoolFolder.isEmpty() && m_spoolAbove <= kMostUpFront)
+            room = std::max(need, static_cast<qsizetype>(m_spoolAbove) + kLastRead);
+        m_reply.reserve(room);
         // Large pages matter most where every page is first touched twice,
         // by the system's copy and by the marker scan.
         platform::adviseLargePages(m_reply.data(), m_reply.capacity());

@@ -1,11 +1,11 @@
 #pragma once
-// Where a reply is kept while it arrives. In memory it grows in place
-// (reallocation, which moves large blocks by remapping their pages rather
-// than copying them), with large pages asked for and the pages just ahead of
-// the end made present some megabytes at a time instead of faulting in 4 KB
-// at a time as the bytes land. Once it passes a threshold it moves to a spool
-// file and every later read goes there, so memory stays bounded whatever the
-// reply's length.
+// Where a reply is kept while it arrives. In memory, past its first megabyte
+// it gets room for all it may hold before it would spool, once: address
+// space that is backed as the bytes land, so what it holds is never moved
+// again. Large pages are asked for, and the pages just ahead of the end are
+// made present some megabytes at a time instead of faulting in 4 KB at a time.
+// Once the reply passes the threshold it moves to a spool file and every
+// later read goes there, so memory stays bounded whatever its length.
 #include "support/AnsiText.h"
 
 #include <QByteArray>

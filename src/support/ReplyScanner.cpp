@@ -152,14 +152,13 @@ int httpStatus(QByteArrayView reply)
     const qsizetype blank = line.indexOf(' ');
     if (blank < 0 || line.size() < blank + 4)
         return 0;
-    const auto digit = [](char c) { return c >= '0' && c <= '9'; };
     int code = 0;
     for (const char c : line.sliced(blank + 1, 3)) {
-        if (!digit(c))
+        if (c < '0' || c > '9')
             return 0;
         code = code * 10 + (c - '0');
     }
-    return line.size() > blank + 4 && digit(line[blank + 4]) ? 0 : code;
+    return code;
 }
 
 } // namespace orvex
