@@ -19,6 +19,8 @@ if [ "${1:-}" != "--inside" ]; then
     echo "skipped: network namespaces are not permitted here (unshare --net)"; exit 77
   fi
   [ -x "$bin/oxzip" ] || { echo "FAIL: no oxzip beside $orvex"; exit 1; }
+  grep -q ORVEX_EXIT_AFTER_ACTIONS "$orvex" \
+    || { echo "FAIL: $orvex does not run actions from ORVEX_ACTIONS (src/app/main.cpp)"; exit 1; }
   exec unshare --net bash "$0" --inside "$orvex"
 fi
 orvex="$2"
