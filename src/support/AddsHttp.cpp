@@ -134,9 +134,7 @@ void setPeer(SocketX &socket, const QString &host, qint32 port)
 void setLinger(SocketX &socket)
 {
     socket.LingerEnabled = true;
-    socket.LingerMode = 0;
     socket.LingerTime = 1;
-    socket.Blocking = false;
     socket.ReuseAddressEnabled = false;
 }
 
@@ -206,7 +204,6 @@ bool connectTo(SocketX &socket, const Target &target)
 {
     closeIfOpen(socket);
     socket.SocketType = SocketKind::Stream;
-    socket.EventMask = 63;
     setLinger(socket);
     setPeer(socket, target.host, target.port);
     if (!socket.Create())
@@ -422,7 +419,6 @@ bool AddsHttp::SocketX_UDP(SocketX &Socket, const QString &Destination, const QS
     Socket.ClearError();
 
     closeIfOpen(Socket);
-    Socket.EventMask = -1;
     setLinger(Socket);
     Socket.SocketType = SocketKind::Datagram;
     setPeer(Socket, host, port);

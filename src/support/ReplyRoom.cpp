@@ -90,10 +90,6 @@ AnsiText ReplyRoom::take()
         return AnsiText(std::shared_ptr<const ReplySpool>(std::exchange(m_spool, nullptr)));
     m_base = nullptr;
     m_present = 0;
-    // Room taken up front and pages made present ahead go back (a remap for
-    // a large block, not a copy).
-    if (m_reply.capacity() - m_reply.size() > kSmallReply)
-        m_reply.squeeze();
     return AnsiText(std::exchange(m_reply, QByteArray()));
 }
 

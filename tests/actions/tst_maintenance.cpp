@@ -107,6 +107,7 @@ private slots:
         QTest::addColumn<QByteArray>("target"); // null: no file made
         QTest::newRow("a file") << QByteArray("PK-archivo") << true << QByteArray("PK-archivo");
         QTest::newRow("one byte: nothing") << QByteArray("x") << true << QByteArray();
+        QTest::newRow("two bytes: a file") << QByteArray("OK") << true << QByteArray("OK");
         QTest::newRow("short of its length") << QByteArray("PK-arch") << false << QByteArray();
     }
     void downloadGoesToItsTargetWhenWhole()
@@ -345,8 +346,11 @@ private slots:
         f.boxes.inputs.assign(typed.begin(), typed.end());
         f.home.route("/ox/updatelistfiles.cgi", Answer::ok("uno.exe\r\n\r\ndos.exe\r\n.END.\r\n"));
         f.home.route("/ox/updategetfile.cgi", Answer::ok("OK"));
+        QList<bool> timerDuring;
+        f.home.onRequest = [&](const QByteArray &) { timerDuring << f.timer; };
         OnlineUpdate(f.c).run(u"Empresa"_s, u"PC"_s);
-        QCOMPARE(f.home.requests.size(), 2); // the list, then only the first file
+        QCOMPARE(timerDuring, (QList<bool>{false, false})); // off while it runs
+        QCOMPARE(f.home.requests.size(), 2);                // the list, then only the first file
         QCOMPARE(f.home.requestLines()[0],
                  "GET /ox/updatelistfiles.cgi?empresa=Empresa&pcname=PC&group=" + group +
                      " HTTP/1.0");

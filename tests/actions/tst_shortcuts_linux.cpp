@@ -251,26 +251,26 @@ private slots:
         }
     }
 
-    // Only the agent installed, "Yes": one entry in the group and one in
-    // autostart; the agent's row is its own program whatever its name. Run
-    // again, the entries are replaced, never doubled.
+    // "Yes": the start-up group gets what must run with the PC; the agent's
+    // row is its own program whatever its name. Run again, the entries are
+    // replaced, never doubled.
     void yesAddsTheStartUpGroupAndRunsTwiceCleanly()
     {
-        Installation inst({u"orvex-agent"_s});
-        QFile::setPermissions(inst.folder() + u"/orvex-agent"_s,
-                              QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+        Installation inst(kEveryFile + QStringList{u"orvex-agent"_s});
         const QString agent = inst.folder() + u"/orvex-agent"_s;
         for (int round = 0; round < 2; ++round) {
             inst.boxes.answers = {platform::Answer::Yes};
             inst.run(agent);
         }
-        QCOMPARE(entriesIn(m_desktop->path(u"sysdata/applications/Sendaro"_s)),
-                 QStringList{u"Orvex.desktop"_s});
-        QCOMPARE(entriesIn(m_desktop->path(u"sysconfig/autostart"_s)),
-                 QStringList{u"Orvex.desktop"_s});
-        QCOMPARE(QDir(m_desktop->path(u"sysconfig/autostart"_s)).entryList(QDir::Files).size(), 1);
-        QCOMPARE(execArguments(
-                     readEntry(m_desktop->path(u"sysconfig/autostart/Orvex.desktop"_s))[u"Exec"_s]),
+        QCOMPARE(entriesIn(m_desktop->path(u"sysdata/applications/Sendaro"_s)).size(), 12);
+        const QString autostart = m_desktop->path(u"sysconfig/autostart"_s);
+        QCOMPARE(
+            entriesIn(autostart),
+            (QStringList{u"Orvex.desktop"_s, u"OxExchange.desktop"_s, u"SD Cliente.desktop"_s,
+                         u"SD Norte.desktop"_s, u"SD Sur.desktop"_s, u"SendaroGestion.desktop"_s}));
+        QCOMPARE(readEntry(autostart + u"/SendaroGestion.desktop"_s)[u"Name"_s],
+                 u"SendaroGestion"_s);
+        QCOMPARE(execArguments(readEntry(autostart + u"/Orvex.desktop"_s)[u"Exec"_s]),
                  QStringList{agent});
     }
 
