@@ -65,13 +65,13 @@ void MaintenanceDispatcher::run(const QString &actionText, bool timerWasOn)
         backup.restore(company, pcName);
     } else if (actionText == u"Guardar configuración por Internet"_s) {
         backup.save(company, pcName);
-    } else if (actionText == u"Guardar histórico de casos por Internet"_s ||
-               actionText == u"Recuperar histórico de casos por Internet"_s) {
-        // Recognised, and deliberately nothing more.
     } else if (actionText == u"Crear accesos directos"_s) {
         if (m_ctx.createShortcuts)
             m_ctx.createShortcuts();
     }
+    // Any other text does nothing: the separator line, an empty choice, and
+    // the two history entries ("Guardar/Recuperar histórico de casos por
+    // Internet"), which stay in the list with nothing behind them.
     m_ctx.setTimerScanEnabled(timerWasOn);
 }
 

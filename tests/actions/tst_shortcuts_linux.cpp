@@ -220,7 +220,14 @@ private slots:
         QCOMPARE(inst.avance, (QStringList{u"..."_s, u"Creacion de iconos finalizada!."_s}));
 
         const QString group = m_desktop->path(u"sysdata/applications/Sendaro"_s);
-        QCOMPARE(entriesIn(group).size(), 12);
+        QCOMPARE(entriesIn(group),
+                 (QStringList{u"Ayuda de SendaroGestion.desktop"_s,
+                              u"Ayuda de SendaroOperador.desktop"_s,
+                              u"Ayuda de SendaroReportes.desktop"_s, u"Orvex.desktop"_s,
+                              u"OxExchange.desktop"_s, u"SD Cliente.desktop"_s,
+                              u"SD Norte.desktop"_s, u"SD Sur.desktop"_s,
+                              u"SendaroConfigurador.desktop"_s, u"SendaroGestion.desktop"_s,
+                              u"SendaroOperador.desktop"_s, u"SendaroReportes.desktop"_s}));
         QVERIFY(!QDir(m_desktop->path(u"sysconfig/autostart"_s)).exists());
         QVERIFY(!QDir(m_desktop->path(u"data/applications"_s)).exists());
 
