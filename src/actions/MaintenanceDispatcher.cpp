@@ -8,6 +8,8 @@
 
 #include <QLoggingCategory>
 
+#include <utility>
+
 using namespace Qt::Literals::StringLiterals;
 
 Q_DECLARE_LOGGING_CATEGORY(lcActions)
@@ -27,30 +29,35 @@ MaintenanceDispatcher::MaintenanceDispatcher(const ActionContext &context, Downl
 
 void MaintenanceDispatcher::dispatch(const QString &actionText)
 {
-    const bool timerWasOn = m_ctx.timerScanEnabled();
-    m_ctx.setTimerScanEnabled(false);
-    if (m_ctx.socket && m_ctx.socket->Busy()) {
-        // Pressed inside the wait of a scan tick's request: that request can
-        // only end once this returns, so the action follows it instead.
-        qCInfo(lcActions) << "action:" << actionText << "waits for the request in progress";
-        if (m_ctx.enableCmdAccion)
-            m_ctx.enableCmdAccion(false);
-        m_ctx.socket->WhenFree(
-            [this, alive = std::weak_ptr<bool>(m_alive), actionText, timerWasOn] {
-                if (alive.expired())
-                    return;
-                if (m_ctx.enableCmdAccion)
-                    m_ctx.enableCmdAccion(true);
-                run(actionText, timerWasOn);
-            });
+    if (m_waiting.isEmpty() && !(m_ctx.socket && m_ctx.socket->Busy())) {
+        run(actionText, m_ctx.timerScanEnabled());
         return;
     }
-    run(actionText, timerWasOn);
+    // Pressed inside the wait of a request (a scan tick's, say): that
+    // request can only end once this returns, so the action follows it,
+    // after any pressed before it.
+    qCInfo(lcActions) << "action:" << actionText << "waits for the request in progress";
+    if (m_waiting.isEmpty()) {
+        m_timerBeforeWaiting = m_ctx.timerScanEnabled();
+        m_ctx.setTimerScanEnabled(false);
+        if (m_ctx.enableCmdAccion)
+            m_ctx.enableCmdAccion(false);
+        m_ctx.socket->WhenFree([this, alive = std::weak_ptr<bool>(m_alive)] {
+            if (alive.expired())
+                return;
+            if (m_ctx.enableCmdAccion)
+                m_ctx.enableCmdAccion(true);
+            for (const QString &text : std::exchange(m_waiting, {}))
+                run(text, m_timerBeforeWaiting);
+        });
+    }
+    m_waiting << actionText;
 }
 
 void MaintenanceDispatcher::run(const QString &actionText, bool timerWasOn)
 {
     Adds &adds = *m_ctx.adds;
+    m_ctx.setTimerScanEnabled(false);
 
     adds.INI_SetFileName(m_ctx.programFolder + u"/Orvex.ini"_s);
     const QString company = adds.INI_GetString(u"Registracion"_s, u"Empresa"_s, QString());

@@ -506,7 +506,7 @@ private slots:
     }
 
     // "Realizar" pressed while a keep-alive holds the socket: the save waits
-    // for it, then runs, and succeeds.
+    // for it, then runs, and succeeds; the scan timer ends as it was.
     void anActionPressedDuringAKeepAliveFollowsIt()
     {
         Fixture f;
@@ -517,8 +517,10 @@ private slots:
         Downloads downloads(f.c);
         MaintenanceDispatcher dispatcher(f.c, downloads);
         f.home.onRequest = [&](const QByteArray &request) {
-            if (request.startsWith("GET /DynIP"))
-                dispatcher.dispatch(u"Guardar configuración por Internet"_s);
+            if (!request.startsWith("GET /DynIP"))
+                return;
+            dispatcher.dispatch(u"Guardar configuración por Internet"_s);
+            dispatcher.dispatch(QString(43, u'-')); // a second press waits behind it
         };
         const AnsiText keepAlive = f.adds.NET_HTTPget(
             f.socket, u"http://"_s + f.home.host() + u"/DynIP?CMD=KEEPALIVE&&DOMAINNAME=x"_s);
