@@ -176,9 +176,11 @@ private slots:
         QFETCH(QByteArray, expected);
         LoopbackHttpServer server;
         server.otherwise = Answer().send(kOk);
+        const QDateTime start = m_clock.now();
         QCOMPARE(m_http.NET_HTTPget(m_socket, withPort(url, server.port()), path,
                                     withPort(port, server.port()), 30, extra),
                  QString::fromLatin1(kOk));
+        QCOMPARE(start.msecsTo(m_clock.now()), 500); // the settle pause, and only it
         QCOMPARE(server.requests,
                  QByteArrayList{expected.replace("%1", QByteArray::number(server.port()))});
         QCOMPARE(m_socket.state(), SocketState::Closed);
