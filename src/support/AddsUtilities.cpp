@@ -263,7 +263,6 @@ void AddsUtilities::appendUrlEncoded(QByteArray &out, QByteArrayView bytes)
 QString AddsUtilities::URL_Encode(const QString &text)
 {
     QByteArray out;
-    out.reserve(3 * text.size());
     for (qsizetype i = 0; i < text.size(); ++i) {
         const char16_t c = text[i].unicode();
         if (c < 0x80) {

@@ -139,6 +139,7 @@ private slots:
         QCOMPARE(httpStatus("HTTP/1.1 431\r\n"), 431);
         QCOMPARE(httpStatus("R:OK 200\r\n"), 0);
         QCOMPARE(httpStatus("HTTP/1.0 41"), 0);
+        QCOMPARE(httpStatus("HTTP/1.0 OK!\r\n"), 0);
     }
 
     // Every request as the server gets it, byte for byte.
@@ -332,6 +333,20 @@ private slots:
         QVERIFY(!told); // not while the call still held the socket
         QTRY_VERIFY(told);
         QVERIFY(!freeDuringCall);
+
+        // The same while a datagram goes out (its settle pause runs events),
+        // and a socket left open by someone is closed before the next use.
+        QUdpSocket receiver;
+        QVERIFY(receiver.bind(QHostAddress::LocalHost, 0));
+        inner = u"not called"_s;
+        QTimer::singleShot(
+            0, [&] { inner = m_http.NET_HTTPget(m_socket, u"http://"_s + server.host() + u'/'); });
+        QVERIFY(m_http.SocketX_UDP(m_socket, u"127.0.0.1"_s, QString::number(receiver.localPort()),
+                                   u"x"_s));
+        QCOMPARE(inner, QString());
+        QVERIFY(m_socket.Create());
+        QCOMPARE(m_http.NET_HTTPget(m_socket, u"http://"_s + server.host() + u'/'),
+                 QString::fromLatin1(kOk));
     }
 
     // A server that answers before the request is whole has refused it:
