@@ -121,45 +121,6 @@ class TestShortcutsLinux : public QObject
 private slots:
     void init() { m_desktop = std::make_unique<Desktop>(); }
 
-    void everyFolderIdHasItsPlace_data()
-    {
-        QTest::addColumn<int>("id");
-        QTest::addColumn<QString>("expected"); // relative to the test's root; "" refused
-        QTest::newRow("Desktop 16") << 16 << u"home/Escritorio"_s;
-        QTest::newRow("Documents 5") << 5 << u"home/Documentos"_s;
-        QTest::newRow("Templates 21") << 21 << u"home/Plantillas"_s;
-        QTest::newRow("Programs 2") << 2 << u"data/applications"_s;
-        QTest::newRow("StartMenu 11") << 11 << u"data/applications"_s;
-        QTest::newRow("CommonPrograms 23") << 23 << u"sysdata/applications"_s;
-        QTest::newRow("CommonStartMenu 22") << 22 << u"sysdata/applications"_s;
-        QTest::newRow("StartUp 7") << 7 << u"config/autostart"_s;
-        QTest::newRow("CommonStartUp 24") << 24 << u"sysconfig/autostart"_s;
-        QTest::newRow("ApplicationData 26") << 26 << u"data"_s;
-        QTest::newRow("InternetCache 32") << 32 << u"cache"_s;
-        QTest::newRow("ProgramFiles 38") << 38 << u"/opt"_s;
-        QTest::newRow("Favorites 6: no equivalent") << 6 << QString();
-        QTest::newRow("unknown id") << 4242 << QString();
-    }
-    void everyFolderIdHasItsPlace()
-    {
-        QFETCH(int, id);
-        QFETCH(QString, expected);
-        auto shell = platform::createShellFolders();
-        SpecialFolders folders(*shell);
-        QSignalSpy errors(&folders, &SpecialFolders::FolderError);
-        const QString path = folders.GetFolderLocation(id);
-        if (expected.isEmpty()) {
-            QCOMPARE(path, QString());
-            QCOMPARE(errors.size(), 1);
-            QCOMPARE(errors[0][0].toInt(), EINVAL);
-            QCOMPARE(errors[0][1].toString(), u"Invalid argument"_s);
-            QCOMPARE(errors[0][2].toString(), u"SpecialFolders.GetFolderLocation"_s);
-        } else {
-            QCOMPARE(path, expected.startsWith(u'/') ? expected : m_desktop->path(expected));
-            QCOMPARE(errors.size(), 0);
-        }
-    }
-
     void execLinesQuoteByTheDesktopRules_data()
     {
         QTest::addColumn<QString>("argument");
