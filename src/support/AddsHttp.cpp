@@ -346,10 +346,9 @@ AnsiText exchange(SocketX &Socket, const Outgoing &request, int TimeOutSeconds,
         qCWarning(lcHttp).noquote()
             << target.host << (target.head + target.tail.left(kLoggedPath)) << result.toString();
     }
-    // What has arrived by now is read once; a server still sending is not
-    // followed.
-    if (Socket.ReceiveReadyCount() > 0 && !Socket.ErrorPending())
-        Socket.Receive();
+    // What has arrived by now is read once and dropped; a server still
+    // sending is not followed.
+    Socket.Receive();
     Socket.Close();
     // Gives the system time to finish the close before the socket is reused.
     clock.pause(kSettleMs);
