@@ -3,6 +3,8 @@
 #include "actions/Downloads.h"
 #include "platform/MessageBoxes.h"
 #include "support/Adds.h"
+#include "support/FormQuery.h"
+#include "support/ReplyScanner.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -17,6 +19,14 @@ namespace orvex {
 namespace {
 
 const QString kArchiver = u"pkzip25.exe"_s;
+
+// The statuses with which a server refuses a request for its length or for
+// the bytes in its request line (RFC 2616 section 10.4.1 and 10.4.14-15,
+// RFC 6585 section 5).
+bool refusesTheRequestLine(int status)
+{
+    return status == 400 || status == 413 || status == 414 || status == 431;
+}
 
 // A path as a parameter of the archiver's command line.
 QString quoted(const QString &path)
@@ -48,18 +58,31 @@ void ConfigurationBackup::save(const QString &company, const QString &pcName)
                                u"/"_s, false, false, false);
 
     // The archive's bytes travel escaped inside the query of one request,
-    // built in place: the request is the largest thing the agent holds.
-    QString url = u"http://"_s + m_ctx.homeHost + u"/ox/uploadconfiguration.cgi?empresa="_s +
-                  AddsUtilities::URL_Encode(company) + u"&pcname="_s +
-                  AddsUtilities::URL_Encode(pcName) + u"&filename=Configuracion.zip&content="_s;
-    if (QFile file(archive); file.open(QIODevice::ReadOnly))
-        AddsUtilities::appendUrlEncoded(url, file.readAll());
-    const AnsiText reply = adds.NET_HTTPget(*m_ctx.socket, url, {}, {}, 0, {}, m_ctx.labelStatus);
+    // escaped as they are read from the file: nothing holds the whole
+    // request.
+    const QString url = u"http://"_s + m_ctx.homeHost + u"/ox/uploadconfiguration.cgi"_s;
+    FormQuery fields;
+    fields
+        .append(QByteArray("empresa=" + AddsUtilities::URL_Encode(company).toLatin1() +
+                           "&pcname=" + AddsUtilities::URL_Encode(pcName).toLatin1() +
+                           "&filename=Configuracion.zip&content="))
+        .appendEncodedFile(archive);
+    AnsiText reply =
+        adds.NET_HTTPform(*m_ctx.socket, HttpMethod::Get, url, fields, 0, m_ctx.labelStatus);
+    if (const int status = httpStatus(reply.mid(0, 64)); refusesTheRequestLine(status)) {
+        // A stock web server limits the request line (Apache 414 above about
+        // 8 KB, lighttpd 431) and refuses escaped control bytes in it
+        // (lighttpd 400): the same fields once more, as a form's body.
+        qCInfo(lcActions) << "backup refused as a GET with status" << status
+                          << "; sent again as a POST";
+        reply =
+            adds.NET_HTTPform(*m_ctx.socket, HttpMethod::Post, url, fields, 0, m_ctx.labelStatus);
+    }
     if (reply.contains(u"R:OK"_s)) {
         m_ctx.setLabelAvance(u"Backup correcto!."_s);
         return;
     }
-    qCWarning(lcActions) << "backup not taken:" << reply.toString().left(200);
+    qCWarning(lcActions) << "backup not taken:" << reply.mid(0, 200);
     m_ctx.boxes->notify(platform::BoxIcon::Critical, QCoreApplication::applicationName(),
                         u"No pudo subirse el backup al server en Internet. Reintente la "
                         u"operación."_s);

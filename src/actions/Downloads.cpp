@@ -74,8 +74,12 @@ bool Downloads::DownloadAndRun(const QString &FileName, const QString &Parameter
         m_ctx.enableCmdAccion(false);
     const QString defaultTarget = m_ctx.programFolder + u"/Instalables/"_s + FileName;
     // A file to be fetched again is set aside rather than deleted, and comes
-    // back when the new one does not arrive whole.
-    const QString setAside = toLocalPath(defaultTarget) + u".orvex-old"_s;
+    // back when the new one does not arrive whole. Named ".orvex-*" like
+    // every file the agent leaves while it waits, so a run that is killed
+    // meanwhile leaves nothing the next start does not sweep.
+    const QFileInfo defaultInfo(toLocalPath(defaultTarget));
+    const QString setAside =
+        defaultInfo.absolutePath() + u"/.orvex-old-"_s + defaultInfo.fileName();
     bool wasSetAside = false;
     if (CheckExisting && adds.File_Exists(defaultTarget)) {
         bool remove = Overwrite;

@@ -3,9 +3,12 @@
 #include "actions/ConfigurationBackup.h"
 #include "actions/Downloads.h"
 #include "actions/OnlineUpdate.h"
+#include "platform/SocketX.h"
 #include "support/Adds.h"
 
 #include <QLoggingCategory>
+
+#include <utility>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -15,12 +18,45 @@ namespace orvex {
 
 MaintenanceDispatcher::MaintenanceDispatcher(const ActionContext &context, Downloads &downloads)
     : m_ctx(context), m_downloads(downloads)
-{}
+{
+    // What the label shows is also logged, for unattended runs and support.
+    m_ctx.setLabelAvance = [show = m_ctx.setLabelAvance](const QString &text) {
+        qCInfo(lcActions).noquote() << "LabelAvance:" << text;
+        if (show)
+            show(text);
+    };
+}
 
 void MaintenanceDispatcher::dispatch(const QString &actionText)
 {
+    if (m_waiting.isEmpty() && !(m_ctx.socket && m_ctx.socket->Busy())) {
+        run(actionText, m_ctx.timerScanEnabled());
+        return;
+    }
+    // Pressed inside the wait of a request (a scan tick's, say): that
+    // request can only end once this returns, so the action follows it,
+    // after any pressed before it.
+    qCInfo(lcActions) << "action:" << actionText << "waits for the request in progress";
+    if (m_waiting.isEmpty()) {
+        m_timerBeforeWaiting = m_ctx.timerScanEnabled();
+        m_ctx.setTimerScanEnabled(false);
+        if (m_ctx.enableCmdAccion)
+            m_ctx.enableCmdAccion(false);
+        m_ctx.socket->WhenFree([this, alive = std::weak_ptr<bool>(m_alive)] {
+            if (alive.expired())
+                return;
+            if (m_ctx.enableCmdAccion)
+                m_ctx.enableCmdAccion(true);
+            for (const QString &text : std::exchange(m_waiting, {}))
+                run(text, m_timerBeforeWaiting);
+        });
+    }
+    m_waiting << actionText;
+}
+
+void MaintenanceDispatcher::run(const QString &actionText, bool timerWasOn)
+{
     Adds &adds = *m_ctx.adds;
-    const bool timerWasOn = m_ctx.timerScanEnabled();
     m_ctx.setTimerScanEnabled(false);
 
     adds.INI_SetFileName(m_ctx.programFolder + u"/Orvex.ini"_s);
@@ -36,13 +72,13 @@ void MaintenanceDispatcher::dispatch(const QString &actionText)
         backup.restore(company, pcName);
     } else if (actionText == u"Guardar configuración por Internet"_s) {
         backup.save(company, pcName);
-    } else if (actionText == u"Guardar histórico de casos por Internet"_s ||
-               actionText == u"Recuperar histórico de casos por Internet"_s) {
-        // Recognised, and deliberately nothing more.
     } else if (actionText == u"Crear accesos directos"_s) {
         if (m_ctx.createShortcuts)
             m_ctx.createShortcuts();
     }
+    // Any other text does nothing: the separator line, an empty choice, and
+    // the two history entries ("Guardar/Recuperar histórico de casos por
+    // Internet"), which stay in the list with nothing behind them.
     m_ctx.setTimerScanEnabled(timerWasOn);
 }
 

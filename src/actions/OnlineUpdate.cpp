@@ -9,6 +9,9 @@
 #include <QLoggingCategory>
 #include <QSaveFile>
 
+#include <algorithm>
+#include <optional>
+
 using namespace Qt::Literals::StringLiterals;
 
 Q_DECLARE_LOGGING_CATEGORY(lcActions)
@@ -21,18 +24,13 @@ constexpr int kFileTimeOutSeconds = 60;
 // Any answer this short means the file is up to date.
 constexpr qsizetype kNothingToDo = 5;
 
-// The reply's headers and body, cut at the first empty line.
-struct Reply
-{
-    QByteArray headers, body;
-};
-
-Reply split(const QByteArray &reply)
+// Where the reply's body starts: after the first empty line, or nowhere.
+std::optional<qsizetype> bodyStart(const AnsiText &reply)
 {
     const qsizetype end = reply.indexOf("\r\n\r\n");
     if (end < 0)
-        return {reply, {}};
-    return {reply.left(end), reply.mid(end + 4)};
+        return std::nullopt;
+    return end + 4;
 }
 
 // The value of header `name`, its name compared without regard to case.
@@ -54,6 +52,11 @@ bool OnlineUpdate::isSafeRelativeName(const QString &fileName)
 {
     const QString name = QString(fileName).replace(u'\\', u'/');
     if (name.isEmpty() || name.startsWith(u'/') || name.contains(u':'))
+        return false;
+    // The system reads a name only up to a NUL ("Orvex.exe\0.txt" would be
+    // "Orvex.exe"), and no file of a module carries a control character.
+    if (std::any_of(name.begin(), name.end(),
+                    [](QChar c) { return c.unicode() < 0x20 || c == u'\x7F'; }))
         return false;
     const QStringList parts = name.split(u'/');
     return std::none_of(parts.begin(), parts.end(),
@@ -85,7 +88,9 @@ void OnlineUpdate::run(const QString &company, const QString &pcName)
                         AddsUtilities::URL_Encode(key);
     const AnsiText reply =
         adds.NET_HTTPget(*m_ctx.socket, url, {}, {}, kListTimeOutSeconds, {}, m_ctx.labelStatus);
-    QString list = ansi::decode(split(reply.bytes()).body).remove(u'\r');
+    const std::optional<qsizetype> listStart = bodyStart(reply);
+    QString list =
+        listStart ? ansi::decode(reply.mid(*listStart, reply.size())).remove(u'\r') : QString();
     // One name a line; the first empty line ends the list.
     bool allDone = true;
     for (QString piece = AddsUtilities::Var_GetPart(list, u"\n"_s, true); !piece.isEmpty();
@@ -120,20 +125,22 @@ bool OnlineUpdate::UpdateIfIsPossible(const QString &Company, const QString &PcN
         AddsUtilities::URL_Encode(FileName) + u"&version="_s + AddsUtilities::URL_Encode(version);
     const AnsiText reply =
         adds.NET_HTTPget(*m_ctx.socket, url, {}, {}, kFileTimeOutSeconds, {}, m_ctx.labelStatus);
-    const Reply parts = split(reply.bytes());
-    if (parts.body.size() <= kNothingToDo)
+    // The body may be a spooled file of gigabytes: it is measured and copied
+    // where it lies, never read in whole.
+    const std::optional<qsizetype> start = bodyStart(reply);
+    const qsizetype bodySize = start ? reply.size() - *start : 0;
+    if (bodySize <= kNothingToDo)
         return true;
-    const auto length = headerValue(parts.headers, "content-length");
-    if (length && length->toLongLong() != parts.body.size()) {
-        qCInfo(lcActions) << FileName << "arrived with" << parts.body.size() << "of"
-                          << length->toLongLong() << "bytes; the old file stays";
+    const auto length = headerValue(reply.mid(0, *start), "content-length");
+    if (length && length->toLongLong() != bodySize) {
+        qCInfo(lcActions) << FileName << "arrived with" << bodySize << "of" << length->toLongLong()
+                          << "bytes; the old file stays";
         return false;
     }
     // The new file is written beside the old one and then takes its place.
     QDir().mkpath(QFileInfo(local).absolutePath());
     QSaveFile next(local + u".orvex-new"_s);
-    if (!next.open(QIODevice::WriteOnly) || next.write(parts.body) != parts.body.size() ||
-        !next.commit()) {
+    if (!next.open(QIODevice::WriteOnly) || !reply.writeTo(next, *start) || !next.commit()) {
         qCWarning(lcActions) << "cannot write" << local << next.errorString();
         return false;
     }

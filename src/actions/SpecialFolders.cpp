@@ -103,12 +103,11 @@ bool SpecialFolders::Win_CreateShortCutSTKit(const QString &FolderName, const QS
     if (AllUsers && (Win_Version().platformId == 1 || !m_shell.machineWideMenusWritable()))
         AllUsers = false;
     namespace id = platform::csidl;
-    const QString macro = InPrograms ? u"$(Programs)"_s : u"$(Start Menu)"_s;
     const int baseId = InPrograms ? (AllUsers ? id::CommonPrograms : id::Programs)
                                   : (AllUsers ? id::CommonStartMenu : id::StartMenu);
     const QString base = GetFolderLocation(baseId);
     const QString relative = relativeGroupName(FolderName);
-    qCInfo(lcActions).noquote() << "shortcut" << LinkName << "in" << macro + u'\\' + relative;
+    qCInfo(lcActions).noquote() << "shortcut" << LinkName << "in" << base << relative;
     if (base.isEmpty())
         return false;
     // The shell makes the group's folder as it writes the link.

@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
+#include <vector>
 
 namespace orvex::platform {
 namespace {
@@ -92,6 +94,23 @@ struct SocketX::Impl
     QString errorDescription;
     QString lastSocketError;
     bool busy = false;
+    std::vector<std::function<void()>> whenFree;
+    QObject context; // queued calls die with the socket
+
+    // Queues the calls waiting for a free socket; each looks again when it runs.
+    void scheduleWhenFree()
+    {
+        if (busy || whenFree.empty())
+            return;
+        QTimer::singleShot(0, &context, [this] {
+            if (busy)
+                return; // taken again meanwhile: its release schedules them
+            auto calls = std::exchange(whenFree, {});
+            for (auto &call : calls)
+                call();
+            scheduleWhenFree();
+        });
+    }
 
     QAbstractSocket *active() const
     {
@@ -417,6 +436,13 @@ bool SocketX::Busy() const
 void SocketX::SetBusy(bool busy)
 {
     d->busy = busy;
+    d->scheduleWhenFree();
+}
+
+void SocketX::WhenFree(std::function<void()> then)
+{
+    d->whenFree.push_back(std::move(then));
+    d->scheduleWhenFree();
 }
 
 void SocketX::raiseError(int number, const QString &description)

@@ -8,6 +8,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 namespace orvex::platform {
@@ -27,15 +28,11 @@ public:
 
     // Properties, read when Create, Connect, Bind or Close run.
     SocketKind SocketType = SocketKind::Stream;
-    // Kept for callers that set it; every event reaches the socket anyway.
-    qint32 EventMask = 0;
     // With LingerEnabled, Close lets unsent data go out for at most
     // LingerTime seconds and then resets the connection (0: reset at once).
     // Without it, Close waits for unsent data as long as it takes.
     bool LingerEnabled = false;
-    qint32 LingerMode = 0; // no counterpart on Qt; kept for callers
     qint32 LingerTime = 0;
-    bool Blocking = false; // only non-blocking operation exists
     bool ReuseAddressEnabled = false;
     // True: connect to RemoteName, which Qt resolves. False: RemoteAddress is
     // a numeric address and is used as it is, without any lookup.
@@ -83,6 +80,11 @@ public:
     // event processing can see it must not start.
     bool Busy() const;
     void SetBusy(bool busy);
+    // Runs `then` from the event loop once nobody uses the socket: at the
+    // next turn when it is free, else after the one using it lets go. (Who
+    // finds it busy runs inside that user's wait, which cannot end before
+    // the finder returns, so waiting there would never end.)
+    void WhenFree(std::function<void()> then);
 
 protected:
     void raiseError(int number, const QString &description);

@@ -5,18 +5,20 @@
 #include "support/AnsiCodec.h"
 #include "support/Clock.h"
 #include "support/EventWait.h"
+#include "support/FormQuery.h"
 #include "support/LeadingNumber.h"
 #include "support/ProgressCaption.h"
 #include "support/ReplyRoom.h"
 #include "support/ReplyScanner.h"
 
 #include <QCoreApplication>
-#include <QDeadlineTimer>
+#include <QDateTime>
 #include <QEventLoop>
 #include <QLoggingCategory>
 #include <QScopeGuard>
 
 #include <algorithm>
+#include <climits>
 #include <limits>
 
 Q_LOGGING_CATEGORY(lcHttp, "orvex.http")
@@ -34,7 +36,7 @@ namespace {
 constexpr int kCreateWaitMs = 20000;
 constexpr int kConnectWaitMs = 10000;
 constexpr int kSendWaitMs = 10000;
-// Characters of a request's path handed to the socket at a time.
+// Bytes of a request handed to the socket at a time.
 constexpr qsizetype kRequestPiece = 256 * 1024;
 // Characters of a path the debug log shows.
 constexpr qsizetype kLoggedPath = 200;
@@ -44,9 +46,8 @@ constexpr qint16 kDefaultTimeOutSeconds = 10;
 // Data, a close and the deadline all wake the event loop by themselves; this
 // only bounds how late a condition nobody announces could be noticed.
 constexpr int kIdlePollMs = 250;
-// An announced length up to this size is reserved at once; beyond it (or
-// for a lying server) the reply grows as it arrives.
-constexpr qint64 kMaxReserve = qint64(512) << 20;
+// A run-time error of the spool file; the number the old runtime gave a full disk.
+constexpr int kDiskFull = 61;
 
 // The leading number of a port text; an over-long one is the largest 32-bit value.
 qint32 numericValue(QStringView text)
@@ -133,9 +134,7 @@ void setPeer(SocketX &socket, const QString &host, qint32 port)
 void setLinger(SocketX &socket)
 {
     socket.LingerEnabled = true;
-    socket.LingerMode = 0;
     socket.LingerTime = 1;
-    socket.Blocking = false;
     socket.ReuseAddressEnabled = false;
 }
 
@@ -148,43 +147,63 @@ void closeIfOpen(SocketX &socket)
     QCoreApplication::processEvents();
 }
 
-// RFC 1945 section 5: request line, header lines, empty line. HTTP/1.0 has
-// no Host header, and the query is part of the path as the caller built it.
-// The request in pieces of at most `piece` characters, as the socket
-// should take them: the head line, the path's pieces, then the headers.
-template <typename Send>
-bool sendRequest(const Target &target, const QString &extraHeader, qsizetype piece, Send send)
+// What goes out: the method, the target's path and, for a form, its fields
+// (after "?" in a GET, as the body of a POST).
+struct Outgoing
 {
+    HttpMethod method = HttpMethod::Get;
+    const Target &target;
+    const FormQuery *form = nullptr;
+    QString extraHeader;
+};
+
+// RFC 1945 section 5: request line, header lines, empty line, then a POST's
+// body (section 8.3, with its type and length, sections 10.4 and 10.5).
+// HTTP/1.0 has no Host header, and the query is part of the path as the
+// caller built it. The request goes to `send` in pieces of at most `piece`
+// bytes; sending stops when `send` returns false.
+template <typename Send> void sendRequest(const Outgoing &out, qsizetype piece, Send send)
+{
+    const Target &target = out.target;
     QString head = target.head;
     QStringView tail = target.tail;
     const QStringView first = head.isEmpty() ? tail : QStringView(head);
     if (!first.startsWith(u'/') && !first.startsWith(u'\\'))
         head.prepend(u'/');
-    if (!send(ansi::encode(u"GET "_s + head)))
-        return false;
+    const bool post = out.method == HttpMethod::Post;
+    if (!send(ansi::encode((post ? u"POST "_s : u"GET "_s) + head)))
+        return;
     while (!tail.isEmpty()) {
         qsizetype n = std::min(piece, tail.size());
         // A character of two UTF-16 units is encoded whole.
         if (n < tail.size() && tail[n - 1].isHighSurrogate())
             ++n;
         if (!send(ansi::encode(tail.left(n).toString())))
-            return false;
+            return;
         tail = tail.mid(n);
     }
-    QString rest = u" HTTP/1.0\r\n"_s + u"Accept: text/plain\r\n"_s +
-                   u"Accept-Language: en-us\r\n"_s + u"Accept-Encoding: gzip, deflate\r\n"_s +
-                   u"User-Agent: Mozilla/4.0 (compatible; MSIE 5.0; Windows 98; DigExt)\r\n"_s;
-    if (!extraHeader.isEmpty())
-        rest += extraHeader + u"\r\n"_s;
-    rest += u"Connection: Keep-Alive\r\n\r\n"_s;
-    return send(ansi::encode(rest));
+    if (out.form && !post && (!send("?"_ba) || !out.form->forEachPiece(piece, send)))
+        return;
+    QByteArray rest = " HTTP/1.0\r\n"
+                      "Accept: text/plain\r\n"
+                      "Accept-Language: en-us\r\n"
+                      "Accept-Encoding: gzip, deflate\r\n"
+                      "User-Agent: Mozilla/4.0 (compatible; MSIE 5.0; Windows 98; DigExt)\r\n"_ba;
+    if (!out.extraHeader.isEmpty())
+        rest += ansi::encode(out.extraHeader) + "\r\n";
+    if (post) {
+        rest += "Content-Type: application/x-www-form-urlencoded\r\nContent-Length: " +
+                QByteArray::number(out.form ? out.form->size() : 0) + "\r\n";
+    }
+    rest += "Connection: Keep-Alive\r\n\r\n";
+    if (send(rest) && post && out.form)
+        out.form->forEachPiece(piece, send);
 }
 
 bool connectTo(SocketX &socket, const Target &target)
 {
     closeIfOpen(socket);
     socket.SocketType = SocketKind::Stream;
-    socket.EventMask = 63;
     setLinger(socket);
     setPeer(socket, target.host, target.port);
     if (!socket.Create())
@@ -203,28 +222,21 @@ bool connectTo(SocketX &socket, const Target &target)
 }
 
 // Returns false when a run-time error stopped the transfer.
-bool receiveReply(SocketX &socket, int timeOutSeconds, ProgressCaption *progress, QByteArray &reply)
+bool receiveReply(SocketX &socket, const Clock &clock, int timeOutSeconds,
+                  ProgressCaption *progress, ReplyRoom &room)
 {
     ReplyScanner scanner;
-    ReplyRoom room(reply);
-    bool reserved = false;
     // A negative time-out is a deadline already past, not an endless wait.
-    const QDeadlineTimer deadline(qint64(std::max(timeOutSeconds, 0)) * 1000);
+    const QDateTime deadline = clock.now().addSecs(std::max(timeOutSeconds, 0));
+    const auto expired = [&] { return clock.now() >= deadline; };
     const auto take = [&] {
-        room.makeRoomFor(socket.ReceiveReadyCount());
-        const qsizetype before = reply.size();
-        socket.ReceiveAppend(reply);
+        QByteArray &to = room.prepare(socket.ReceiveReadyCount());
+        const qsizetype before = to.size();
+        socket.ReceiveAppend(to);
         if (socket.ErrorPending())
             return false;
-        scanner.feed(QByteArrayView(reply).sliced(before));
-        // Once the server has said how long its reply is, room for all of
-        // it is made at once.
-        if (!reserved && scanner.contentLength() > 0) {
-            reserved = true;
-            room.reserveTotal(reply.size() +
-                              std::min<qint64>(scanner.contentLength(), kMaxReserve) + 4096);
-        }
-        return true;
+        scanner.feed(QByteArrayView(to).sliced(before));
+        return room.commit();
     };
     const auto connected = [&] { return socket.state() == SocketState::Connected; };
     for (;;) {
@@ -242,13 +254,13 @@ bool receiveReply(SocketX &socket, int timeOutSeconds, ProgressCaption *progress
             return true;
         // The announced length never ends the wait: only a marker, the
         // deadline or the server's close do.
-        if (deadline.hasExpired() || !connected()) {
+        if (expired() || !connected()) {
             if (socket.ReceiveReadyCount() > 0 && !take())
                 return false;
             if (!connected())
-                qCDebug(lcHttp) << "server closed after" << reply.size() << "bytes";
+                qCDebug(lcHttp) << "server closed after" << room.size() << "bytes";
             else
-                qCInfo(lcHttp) << "no end of reply within" << timeOutSeconds << "s;" << reply.size()
+                qCInfo(lcHttp) << "no end of reply within" << timeOutSeconds << "s;" << room.size()
                                << "bytes";
             return true;
         }
@@ -259,14 +271,97 @@ bool receiveReply(SocketX &socket, int timeOutSeconds, ProgressCaption *progress
             QCoreApplication::processEvents(QEventLoop::ExcludeSocketNotifiers);
             continue;
         }
-        waitUntil([&] { return socket.ReceiveReadyCount() > 0 || !connected(); },
-                  static_cast<int>(deadline.remainingTime()), kIdlePollMs);
+        waitUntil([&] { return socket.ReceiveReadyCount() > 0 || !connected() || expired(); },
+                  static_cast<int>(std::min<qint64>(clock.now().msecsTo(deadline), INT_MAX)),
+                  kIdlePollMs);
     }
+}
+
+// Where replies too long for memory go.
+struct Spooling
+{
+    QString folder;
+    qint64 above = 0;
+};
+
+Spooling spoolingOf(const QString &folder, qint64 above)
+{
+    // Unless told otherwise: the program's own "Instalables".
+    return {folder.isNull() ? QCoreApplication::applicationDirPath() + u"/Instalables"_s : folder,
+            above};
+}
+
+// One request and its reply on `Socket`, which is left closed.
+AnsiText exchange(SocketX &Socket, const Outgoing &request, int TimeOutSeconds,
+                  ProgressCaption *ProgressControl, const Clock &clock, const Spooling &spooling)
+{
+    const Target &target = request.target;
+    // Events run while this waits, so a timer may try to start another
+    // request on the same socket; it must not disturb this one.
+    if (Socket.Busy()) {
+        qCDebug(lcHttp).noquote() << "socket in use, not requesting" << target.host
+                                  << target.head + target.tail.left(kLoggedPath);
+        return {};
+    }
+    Socket.SetBusy(true);
+    const auto release = qScopeGuard([&] { Socket.SetBusy(false); });
+    Socket.ClearError();
+
+    AnsiText result;
+    QString spoolError;
+    if (connectTo(Socket, target)) {
+        qCDebug(lcHttp).noquote() << (request.method == HttpMethod::Post ? "POST" : "GET")
+                                  << target.host << target.port
+                                  << (target.head + target.tail.left(kLoggedPath));
+        // Each piece waits until it is on its way, so the socket never holds
+        // much of a large request. A server that answers before the request
+        // is whole has refused it, and one that takes nothing for the send
+        // limit is not going to: the rest is not sent.
+        sendRequest(request, kRequestPiece, [&](QByteArrayView bytes) {
+            if (Socket.ReceiveReadyCount() > 0 || !Socket.Send(bytes.toByteArray()))
+                return false;
+            return waitUntil(
+                [&] {
+                    return Socket.BytesSent() >= bytes.size() ||
+                           Socket.state() != SocketState::Connected;
+                },
+                kSendWaitMs, kIdlePollMs);
+        });
+        Socket.ClearError();
+        const int seconds = TimeOutSeconds == 0 ? kDefaultTimeOutSeconds : TimeOutSeconds;
+        ReplyRoom room(spooling.above, spooling.folder);
+        if (receiveReply(Socket, clock, seconds, ProgressControl, room))
+            result = room.take();
+        spoolError = room.error();
+    }
+
+    if (ProgressControl)
+        ProgressControl->setCaption(QString());
+    if (Socket.ErrorPending() || !spoolError.isEmpty()) {
+        result = AnsiText::fromString(Socket.ErrorPending()
+                                          ? u"Error: ("_s + QString::number(Socket.ErrorNumber()) +
+                                                u") "_s + Socket.ErrorDescription()
+                                          : u"Error: ("_s + QString::number(kDiskFull) + u") "_s +
+                                                spoolError);
+        qCWarning(lcHttp).noquote()
+            << target.host << (target.head + target.tail.left(kLoggedPath)) << result.toString();
+    }
+    // What has arrived by now is read once and dropped; a server still
+    // sending is not followed.
+    Socket.Receive();
+    Socket.Close();
+    // Gives the system time to finish the close before the socket is reused.
+    clock.pause(kSettleMs);
+    if (Socket.state() != SocketState::Closed) {
+        Socket.Close();
+        waitUntil([&] { return Socket.state() == SocketState::Closed; }, kCloseWaitMs, kIdlePollMs);
+    }
+    return result;
 }
 
 } // namespace
 
-AddsHttp::AddsHttp(const Clock *clock) : m_clock(clockOr(clock)) {}
+AddsHttp::AddsHttp(const Clock *clock) : m_clock(clockOr(clock)), m_spoolAbove(kSpoolAbove) {}
 
 AnsiText AddsHttp::NET_HTTPget(SocketX &Socket, const QString &URL, const QString &Path,
                                const QString &Port, int TimeOutSeconds, const QString &ExtraHeader,
@@ -281,63 +376,24 @@ AnsiText AddsHttp::NET_HTTPget(SocketX &Socket, const QString &URL, const QStrin
                                const QString &Port, qint16 &TimeOutSeconds,
                                const QString &ExtraHeader, ProgressCaption *ProgressControl)
 {
-    // Events run while this waits, so a timer may try to start another
-    // request on the same socket; it must not disturb this one.
-    if (Socket.Busy()) {
-        qCDebug(lcHttp).noquote() << "socket in use, not requesting" << URL;
-        return {};
-    }
-    Socket.SetBusy(true);
-    const auto release = qScopeGuard([&] { Socket.SetBusy(false); });
-    Socket.ClearError();
-
     const Target target = parseUrl(URL, Path, Port);
-    AnsiText result;
-    if (connectTo(Socket, target)) {
-        qCDebug(lcHttp).noquote() << "GET" << target.host << target.port
-                                  << (target.head + target.tail.left(kLoggedPath));
-        // Each piece waits until it is on its way, so the socket never holds
-        // much of a large request; once the peer stalls, the rest is handed
-        // over without waiting, as a whole request would have been.
-        bool flowing = true;
-        sendRequest(target, ExtraHeader, kRequestPiece, [&](const QByteArray &bytes) {
-            if (!Socket.Send(bytes))
-                return false;
-            if (flowing)
-                flowing = waitUntil(
-                    [&] {
-                        return Socket.BytesSent() >= bytes.size() ||
-                               Socket.state() != SocketState::Connected;
-                    },
-                    kSendWaitMs, kIdlePollMs);
-            return true;
-        });
-        Socket.ClearError();
-        const int seconds = TimeOutSeconds == 0 ? kDefaultTimeOutSeconds : TimeOutSeconds;
-        QByteArray reply;
-        if (receiveReply(Socket, seconds, ProgressControl, reply))
-            result = AnsiText(std::move(reply));
-    }
+    return exchange(Socket, {HttpMethod::Get, target, nullptr, ExtraHeader}, TimeOutSeconds,
+                    ProgressControl, m_clock, spoolingOf(m_spoolFolder, m_spoolAbove));
+}
 
-    if (ProgressControl)
-        ProgressControl->setCaption(QString());
-    if (Socket.ErrorPending()) {
-        result = AnsiText::fromString(u"Error: ("_s + QString::number(Socket.ErrorNumber()) +
-                                      u") "_s + Socket.ErrorDescription());
-        qCWarning(lcHttp).noquote() << URL << result.toString();
-    }
-    // What has arrived by now is read once; a server still sending is not
-    // followed.
-    if (Socket.ReceiveReadyCount() > 0 && !Socket.ErrorPending())
-        Socket.Receive();
-    Socket.Close();
-    // Gives the system time to finish the close before the socket is reused.
-    m_clock.pause(kSettleMs);
-    if (Socket.state() != SocketState::Closed) {
-        Socket.Close();
-        waitUntil([&] { return Socket.state() == SocketState::Closed; }, kCloseWaitMs, kIdlePollMs);
-    }
-    return result;
+AnsiText AddsHttp::NET_HTTPform(SocketX &Socket, HttpMethod Method, const QString &URL,
+                                const FormQuery &Fields, int TimeOutSeconds,
+                                ProgressCaption *ProgressControl)
+{
+    const Target target = parseUrl(URL, {}, {});
+    return exchange(Socket, {Method, target, &Fields, {}}, TimeOutSeconds, ProgressControl, m_clock,
+                    spoolingOf(m_spoolFolder, m_spoolAbove));
+}
+
+void AddsHttp::setReplySpool(const QString &folder, qint64 above)
+{
+    m_spoolFolder = folder;
+    m_spoolAbove = above;
 }
 
 bool AddsHttp::SocketX_UDP(SocketX &Socket, const QString &Destination, const QString &Port,
@@ -362,7 +418,6 @@ bool AddsHttp::SocketX_UDP(SocketX &Socket, const QString &Destination, const QS
     Socket.ClearError();
 
     closeIfOpen(Socket);
-    Socket.EventMask = -1;
     setLinger(Socket);
     Socket.SocketType = SocketKind::Datagram;
     setPeer(Socket, host, port);

@@ -14,7 +14,10 @@ class SocketX;
 namespace orvex {
 
 class Clock;
+class FormQuery;
 class ProgressCaption;
+
+enum class HttpMethod { Get, Post };
 
 class AddsHttp
 {
@@ -40,6 +43,23 @@ public:
                          const QString &ExtraHeader = {},
                          ProgressCaption *ProgressControl = nullptr);
 
+    // The same exchange for a form built by the caller: `URL` names host,
+    // port and path, and `Fields` go after "?" in a GET or as the
+    // application/x-www-form-urlencoded body of a POST, exactly as they
+    // are: nothing is escaped again.
+    AnsiText NET_HTTPform(platform::SocketX &Socket, HttpMethod Method, const QString &URL,
+                          const FormQuery &Fields, int TimeOutSeconds = 0,
+                          ProgressCaption *ProgressControl = nullptr);
+
+    // Replies longer than `above` bytes are kept in a spool file in `folder`
+    // instead of memory (by default: above kSpoolAbove, in the program's
+    // "Instalables"). The reply reads the same either way.
+    void setReplySpool(const QString &folder, qint64 above = kSpoolAbove);
+    // Low enough that a reply of any length keeps the agent well below
+    // 200 MB resident; high enough that the replies a centre sends (lists,
+    // program files, archives) are held in memory.
+    static constexpr qint64 kSpoolAbove = qint64(128) << 20;
+
     // Sends `Data` as one UDP datagram. With an empty `Port`, `Destination`
     // is host ":" port (false when it has no ":"); otherwise it is the host.
     // True when no run-time error occurred.
@@ -47,8 +67,11 @@ public:
                      const QString &Data);
 
 private:
-    // The settle pause after each exchange runs on this clock.
+    // The receive deadline and the settle pause after each exchange run on
+    // this clock.
     const Clock &m_clock;
+    QString m_spoolFolder;
+    qint64 m_spoolAbove;
 };
 
 } // namespace orvex

@@ -10,6 +10,8 @@
 #include <QLoggingCategory>
 #include <QSaveFile>
 
+#include <array>
+#include <cstring>
 #include <vector>
 
 namespace orvex {
@@ -152,18 +154,28 @@ QString replaceTrailing(const QString &text, const QString &find, const QString 
                                                      AddsUtilities::Var_Reverse(replacement), cs));
 }
 
-bool isAsciiAlnum(char16_t c)
+// What each byte becomes in a query: letters and digits stay, a blank is
+// "+", every other byte "%" and two upper-case hex digits. Looked up, not
+// worked out, because an archive of many megabytes goes through it.
+struct UrlEscape
 {
-    return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9');
-}
-
-void appendEscape(QString &out, unsigned char byte)
-{
-    static constexpr char16_t kHex[] = u"0123456789ABCDEF";
-    out.append(u'%');
-    out.append(QChar(kHex[byte >> 4]));
-    out.append(QChar(kHex[byte & 0x0F]));
-}
+    char text[3];
+    unsigned char size;
+};
+constexpr char kHex[] = "0123456789ABCDEF";
+constexpr std::array<UrlEscape, 256> kUrlEscapes = [] {
+    std::array<UrlEscape, 256> table{};
+    for (int b = 0; b < 256; ++b) {
+        const auto c = static_cast<char>(b);
+        if ((b >= 'a' && b <= 'z') || (b >= 'A' && b <= 'Z') || (b >= '0' && b <= '9'))
+            table[b] = {{c, 0, 0}, 1};
+        else if (b == ' ')
+            table[b] = {{'+', 0, 0}, 1};
+        else
+            table[b] = {{'%', kHex[b >> 4], kHex[b & 0x0F]}, 3};
+    }
+    return table;
+}();
 
 } // namespace
 
@@ -235,57 +247,48 @@ QString AddsUtilities::Var_Translate(const QString &text, const QString &find,
     }
 }
 
-QString AddsUtilities::URL_EncodeBytes(QByteArrayView bytes)
+void AddsUtilities::appendUrlEncoded(QByteArray &out, QByteArrayView bytes)
 {
-    QString out;
-    appendUrlEncoded(out, bytes);
-    return out;
-}
-
-void AddsUtilities::appendUrlEncoded(QString &out, QByteArrayView bytes)
-{
-    out.reserve(out.size() + bytes.size() * 3);
+    const qsizetype start = out.size();
+    out.resize(start + 3 * bytes.size());
+    char *to = out.data() + start;
     for (const char b : bytes) {
-        const auto c = static_cast<unsigned char>(b);
-        if (isAsciiAlnum(c))
-            out.append(QLatin1Char(b));
-        else if (c == ' ')
-            out.append(u'+');
-        else
-            appendEscape(out, c);
+        const UrlEscape &e = kUrlEscapes[static_cast<unsigned char>(b)];
+        std::memcpy(to, e.text, 3);
+        to += e.size;
     }
+    out.truncate(to - out.constData());
 }
 
 QString AddsUtilities::URL_Encode(const QString &text)
 {
-    QString out;
-    out.reserve(text.size() * 3);
+    QByteArray out;
     for (qsizetype i = 0; i < text.size(); ++i) {
         const char16_t c = text[i].unicode();
-        if (isAsciiAlnum(c)) {
-            out.append(QChar(c));
-        } else if (c == u' ') {
-            out.append(u'+');
-        } else if (c < 0x80) {
-            appendEscape(out, static_cast<unsigned char>(c));
-        } else {
-            // A surrogate pair is one character; a double-byte code page
-            // gives two bytes, high byte first, each its own escape.
-            const qsizetype length =
-                (QChar::isHighSurrogate(c) && i + 1 < text.size() && text[i + 1].isLowSurrogate())
-                    ? 2
-                    : 1;
-            QByteArray bytes = ansi::encode(text.mid(i, length));
-            // The codec answers per UTF-16 unit, so a pair it cannot hold
-            // comes back as "??"; the system gives one '?' per character.
-            if (length == 2 && bytes == "??")
-                bytes.chop(1);
-            for (const char b : bytes)
-                appendEscape(out, static_cast<unsigned char>(b));
-            i += length - 1;
+        if (c < 0x80) {
+            const char byte = static_cast<char>(c);
+            appendUrlEncoded(out, QByteArrayView(&byte, 1));
+            continue;
         }
+        // A surrogate pair is one character; a double-byte code page gives
+        // two bytes, high byte first, each its own escape (even a trail byte
+        // that reads as a letter).
+        const qsizetype length =
+            (QChar::isHighSurrogate(c) && i + 1 < text.size() && text[i + 1].isLowSurrogate()) ? 2
+                                                                                               : 1;
+        QByteArray bytes = ansi::encode(text.mid(i, length));
+        // The codec answers per UTF-16 unit, so a pair it cannot hold comes
+        // back as "??"; the system gives one '?' per character.
+        if (length == 2 && bytes == "??")
+            bytes.chop(1);
+        for (const char b : bytes) {
+            const auto byte = static_cast<unsigned char>(b);
+            const char escape[3] = {'%', kHex[byte >> 4], kHex[byte & 0x0F]};
+            out.append(escape, 3);
+        }
+        i += length - 1;
     }
-    return out;
+    return QString::fromLatin1(out);
 }
 
 bool AddsUtilities::NET_IPNumberIsValid(const QString &host)

@@ -41,10 +41,9 @@ public:
     // Query-string escape: ASCII letters and digits as they are, a blank as
     // "+", every other character as "%XX" per byte of its ANSI code.
     static QString URL_Encode(const QString &text);
-    // The same rule over bytes that already are ANSI (a file's content).
-    static QString URL_EncodeBytes(QByteArrayView bytes);
-    // The same escapes, appended to `out` (large requests are built in place).
-    static void appendUrlEncoded(QString &out, QByteArrayView bytes);
+    // The same rule over bytes that already are ANSI (a file's content),
+    // appended to `out`.
+    static void appendUrlEncoded(QByteArray &out, QByteArrayView bytes);
 
     // True for a dotted IPv4 number: exactly four parts separated by ".",
     // each 1 to 3 ASCII digits with a value 0..255 and no leading zero

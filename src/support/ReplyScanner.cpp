@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <optional>
 
 namespace orvex {
 namespace {
@@ -110,23 +111,14 @@ void ReplyScanner::scanLength(QByteArrayView chunk)
     if (m_headerFound) {
         crBefore = m_tail.endsWith('\r');
     } else {
-        qsizetype valueStart = -1;
-        const QByteArray seam = joined(m_tail, chunk.first(std::min(chunk.size(), kKeep)));
-        const qsizetype inSeam = QByteArrayView(seam).indexOf(kLengthHeader);
-        if (inSeam >= 0) {
-            valueStart = inSeam + kLengthHeader.size() - m_tail.size();
-        } else {
-            const qsizetype at = chunk.indexOf(kLengthHeader);
-            if (at >= 0)
-                valueStart = at + kLengthHeader.size();
-        }
-        if (valueStart < 0) {
+        const std::optional<qsizetype> valueStart = findLengthValue(chunk);
+        if (!valueStart) {
             if (m_received + chunk.size() > kHeaderlessLimit)
                 m_contentLength = -1;
             return;
         }
         m_headerFound = true;
-        value = chunk.sliced(valueStart);
+        value = chunk.sliced(*valueStart);
     }
     m_value.append(value.first(std::min(value.size(), kValueLimit - m_value.size())));
     // The value is only read once its line is complete, so a header that
@@ -136,6 +128,37 @@ void ReplyScanner::scanLength(QByteArrayView chunk)
     const qsizetype eol = m_value.indexOf("\r\n");
     m_contentLength = positiveNumber(eol < 0 ? QByteArrayView(m_value) : m_value.first(eol));
     m_value.clear();
+}
+
+std::optional<qsizetype> ReplyScanner::findLengthValue(QByteArrayView chunk) const
+{
+    // A header that starts in the kept tail ends in this chunk's first bytes.
+    const QByteArray seam = joined(m_tail, chunk.first(std::min(chunk.size(), kKeep)));
+    const qsizetype inSeam = QByteArrayView(seam).indexOf(kLengthHeader);
+    if (inSeam >= 0)
+        return inSeam + kLengthHeader.size() - m_tail.size();
+    const qsizetype at = chunk.indexOf(kLengthHeader);
+    if (at >= 0)
+        return at + kLengthHeader.size();
+    return std::nullopt;
+}
+
+int httpStatus(QByteArrayView reply)
+{
+    // RFC 1945 section 6.1: "HTTP/" digits "." digits SP three-digit code SP.
+    const QByteArrayView line = reply.first(std::min<qsizetype>(reply.size(), 64));
+    if (!line.startsWith("HTTP/"))
+        return 0;
+    const qsizetype blank = line.indexOf(' ');
+    if (blank < 0 || line.size() < blank + 4)
+        return 0;
+    int code = 0;
+    for (const char c : line.sliced(blank + 1, 3)) {
+        if (c < '0' || c > '9')
+            return 0;
+        code = code * 10 + (c - '0');
+    }
+    return code;
 }
 
 } // namespace orvex

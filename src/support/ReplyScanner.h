@@ -9,6 +9,8 @@
 #include <QByteArrayView>
 #include <QtGlobal>
 
+#include <optional>
+
 namespace orvex {
 
 class ReplyScanner
@@ -27,6 +29,9 @@ public:
 
 private:
     void scanLength(QByteArrayView chunk);
+    // Where the length header's value starts in `chunk`, when the header
+    // ends in it.
+    std::optional<qsizetype> findLengthValue(QByteArrayView chunk) const;
 
     QByteArray m_tail;  // the last bytes seen, for matches across chunks
     QByteArray m_value; // the start of what followed the length header
@@ -35,5 +40,9 @@ private:
     bool m_headerFound = false;
     bool m_endMarker = false;
 };
+
+// The status code of the reply whose first bytes are `reply` (200, 414...),
+// or 0 when they are not an HTTP status line.
+int httpStatus(QByteArrayView reply);
 
 } // namespace orvex

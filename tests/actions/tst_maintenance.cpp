@@ -2,30 +2,24 @@
 #include "actions/Downloads.h"
 #include "actions/MaintenanceDispatcher.h"
 #include "actions/OnlineUpdate.h"
+#include "common/CaptionLog.h"
 #include "common/FakeClock.h"
 #include "common/FakeFileTransfer.h"
 #include "common/FakeServices.h"
+#include "common/LoopbackHttpServer.h"
 #include "common/TestSupport.h"
-#include "helpers/HomeServer.h"
 #include "platform/ProcessWindows.h"
 #include "platform/SocketX.h"
 #include "support/Adds.h"
-#include "support/ProgressCaption.h"
-#include "support/helpers/LoopbackHttpServer.h"
 
 #include <QSignalSpy>
 #include <QtTest>
 
 using namespace orvex;
 using namespace Qt::StringLiterals;
+using test::Answer;
 
 namespace {
-
-struct Captions final : ProgressCaption
-{
-    void setCaption(const QString &c) override { shown << c; }
-    QStringList shown;
-};
 
 // A program folder with its "Instalables", the home server, and the form's
 // controls as the actions see them.
@@ -34,6 +28,8 @@ struct Fixture
     Fixture()
     {
         QDir(folder.path()).mkdir(u"Instalables"_s);
+        // Replies above 512 bytes go to a spool, as gigabytes would.
+        adds.setReplySpool(path(u"Instalables"_s), 512);
         c.adds = &adds;
         c.boxes = &boxes;
         c.socket = &socket;
@@ -60,6 +56,10 @@ struct Fixture
         return QString::fromUtf8(test::readBytes(path(u"Instalables/args.txt"_s)))
             .split(u'\n', Qt::SkipEmptyParts);
     }
+    QStringList leftovers() const
+    {
+        return QDir(path(u"Instalables"_s)).entryList({u".orvex-*"_s}, QDir::Files | QDir::Hidden);
+    }
 
     QTemporaryDir folder;
     test::FakeClock clock;
@@ -69,19 +69,14 @@ struct Fixture
         AddsServices{.processWindows = processes.get(), .messageBoxes = &boxes, .clock = &clock}};
     platform::SocketX socket;
     test::FakeFileTransfer transfer;
-    test::HomeServer home;
-    Captions status;
+    test::LoopbackHttpServer home;
+    test::CaptionLog status;
     QStringList avance;
     QList<bool> cmdAccion;
     bool timer = true;
     int shortcuts = 0;
     ActionContext c;
 };
-
-QByteArray reply(const QByteArray &body, const QByteArray &headers = {})
-{
-    return "HTTP/1.0 200 OK\r\n" + headers + "\r\n" + body;
-}
 
 } // namespace
 
@@ -112,7 +107,7 @@ private slots:
         QTest::addColumn<QByteArray>("target"); // null: no file made
         QTest::newRow("a file") << QByteArray("PK-archivo") << true << QByteArray("PK-archivo");
         QTest::newRow("one byte: nothing") << QByteArray("x") << true << QByteArray();
-        QTest::newRow("empty: nothing") << QByteArray("") << true << QByteArray();
+        QTest::newRow("two bytes: a file") << QByteArray("OK") << true << QByteArray("OK");
         QTest::newRow("short of its length") << QByteArray("PK-arch") << false << QByteArray();
     }
     void downloadGoesToItsTargetWhenWhole()
@@ -136,123 +131,143 @@ private slots:
         QCOMPARE(QFile::exists(local), !target.isNull());
         QVERIFY(!QFile::exists(f.path(u"Instalables/.fake.part"_s)));
         QCOMPARE(f.cmdAccion, (QList<bool>{false, true}));
-        QCOMPARE(f.status.shown.last(), u"%1/%1"_s.arg(body.size()));
+        QCOMPARE(f.status.captions.last(), u"%1/%1"_s.arg(body.size()));
     }
 
-    // Fetched again over a file that is there: a new file that does not
-    // arrive whole leaves the old one in place.
-    void aTruncatedDownloadLeavesTheOldFile()
+    // Fetched again over a file that is there (asked first unless told to
+    // overwrite): a new file that does not arrive whole leaves the old one.
+    void anExistingFileIsKeptUnlessReplacedWhole_data()
     {
-        Fixture f;
-        const QString local = f.path(u"Instalables/pkzip25.exe"_s);
-        f.writeTool("exit 0\n");
-        const QByteArray before = test::readBytes(local);
-        f.transfer.body = "medio archivo";
-        f.transfer.whole = false;
-        Downloads d(f.c);
-        QVERIFY(d.DownloadAndRun(u"pkzip25.exe"_s, {}, u"/"_s, true, true, true));
-        QCOMPARE(test::readBytes(local), before);
+        QTest::addColumn<bool>("overwrite");
+        QTest::addColumn<platform::Answer>("answer");
+        QTest::addColumn<bool>("whole");
+        QTest::addColumn<QByteArray>("after");
+        QTest::newRow("yes, whole") << false << platform::Answer::Yes << true << "PK-archivo"_ba;
+        QTest::newRow("yes, cut short") << false << platform::Answer::Yes << false << "vieja"_ba;
+        QTest::newRow("no") << false << platform::Answer::No << true << "vieja"_ba;
+        QTest::newRow("overwrite, not asked")
+            << true << platform::Answer::No << true << "PK-archivo"_ba;
     }
-
-    void anExistingFileIsOnlyFetchedAgainWhenTheUserSaysSo_data()
+    void anExistingFileIsKeptUnlessReplacedWhole()
     {
-        QTest::addColumn<QList<platform::Answer>>("answers");
-        QTest::addColumn<int>("transfers");
-        QTest::newRow("yes") << QList<platform::Answer>{platform::Answer::Yes} << 1;
-        QTest::newRow("no") << QList<platform::Answer>{platform::Answer::No} << 0;
-    }
-    void anExistingFileIsOnlyFetchedAgainWhenTheUserSaysSo()
-    {
-        QFETCH(QList<platform::Answer>, answers);
-        QFETCH(int, transfers);
+        QFETCH(bool, overwrite);
+        QFETCH(platform::Answer, answer);
+        QFETCH(bool, whole);
+        QFETCH(QByteArray, after);
         Fixture f;
-        f.boxes.answers.assign(answers.begin(), answers.end());
+        f.boxes.answers = {answer};
+        f.transfer.whole = whole;
         QVERIFY(test::writeBytes(f.path(u"Instalables/lista.txt"_s), "vieja"));
         Downloads d(f.c);
-        QVERIFY(d.DownloadAndRun(u"lista.txt"_s, {}, u"ox"_s, false, true, true));
-        QCOMPARE(f.transfer.reads.size(), transfers);
-        QCOMPARE(f.boxes.asked.size(), size_t(1));
-        QCOMPARE(f.boxes.asked[0].text,
-                 u"Ya existe el fichero en su equipo, desea volver a descargarlo?"_s);
-        QCOMPARE(f.boxes.asked[0].defaultButton, platform::DefaultButton::Second);
-        QCOMPARE(test::readBytes(f.path(u"Instalables/lista.txt"_s)),
-                 transfers ? QByteArray("PK-archivo") : QByteArray("vieja"));
-        QVERIFY(!QFile::exists(f.path(u"Instalables/lista.txt.orvex-old"_s)));
+        QVERIFY(d.DownloadAndRun(u"lista.txt"_s, {}, u"ox"_s, overwrite, true, true));
+        QCOMPARE(f.transfer.reads.size(), overwrite || answer == platform::Answer::Yes ? 1 : 0);
+        QCOMPARE(f.boxes.asked.size(), size_t(overwrite ? 0 : 1));
+        if (!overwrite) {
+            QCOMPARE(f.boxes.asked[0].text,
+                     u"Ya existe el fichero en su equipo, desea volver a descargarlo?"_s);
+            QCOMPARE(f.boxes.asked[0].defaultButton, platform::DefaultButton::Second);
+        }
+        QCOMPARE(test::readBytes(f.path(u"Instalables/lista.txt"_s)), after);
+        QCOMPARE(f.leftovers(), QStringList());
     }
 
-    void aToolAlreadyThereRunsWithoutTraffic()
+    // The real transfer helper: the URL goes out exactly as escaped, the body
+    // to a part file beside the target, whole only when all of it came.
+    void theRealTransfer_data()
     {
-        Fixture f;
-        f.writeTool("exit 0\n");
-        Downloads d(f.c);
-        QVERIFY(d.DownloadAndRun(u"pkzip25.exe"_s, u"-extract -overwrite=all \"a b.zip\" x"_s,
-                                 u"/"_s, false, false, false));
-        QVERIFY(f.transfer.reads.isEmpty());
-        QVERIFY(f.home.requests.isEmpty());
-        QCOMPARE(f.toolArgs(),
-                 (QStringList{u"-extract"_s, u"-overwrite=all"_s, u"a b.zip"_s, u"x"_s}));
-    }
-
-    void theRealTransferReportsProgressAndShortBodies_data()
-    {
-        QTest::addColumn<QByteArray>("served");
+        QTest::addColumn<Answer>("answer");
         QTest::addColumn<bool>("whole");
         QTest::addColumn<qint64>("size");
         const QByteArray body(200000, 'z');
         QTest::newRow("announced and whole")
-            << "HTTP/1.0 200 OK\r\nContent-Length: 200000\r\n\r\n" + body << true << qint64(200000);
-        QTest::newRow("no length, until close")
-            << "HTTP/1.0 200 OK\r\n\r\n" + body << true << qint64(200000);
+            << Answer::ok(body, "Content-Length: 200000\r\n") << true << qint64(200000);
+        QTest::newRow("no length, until close") << Answer::ok(body) << true << qint64(200000);
         QTest::newRow("short of its length")
-            << "HTTP/1.0 200 OK\r\nContent-Length: 300000\r\n\r\n" + body << false
-            << qint64(200000);
+            << Answer::ok(body, "Content-Length: 300000\r\n") << false << qint64(200000);
+        QTest::newRow("not found")
+            << Answer::reply("HTTP/1.0 404 No\r\n\r\nnada") << false << qint64(4);
+        QTest::newRow("nobody there") << Answer() << false << qint64(0);
     }
-    void theRealTransferReportsProgressAndShortBodies()
+    void theRealTransfer()
     {
-        QFETCH(QByteArray, served);
+        QFETCH(Answer, answer);
         QFETCH(bool, whole);
         QFETCH(qint64, size);
-        test::LoopbackHttpServer http(
-            {test::send(served), test::ServerStep{test::ServerStep::Close, {}, 0}});
+        test::LoopbackHttpServer http;
+        http.otherwise = answer;
+        quint16 port = http.port();
+        if (answer.steps.isEmpty()) { // a port nobody listens on any more
+            QTcpServer gone;
+            QVERIFY(gone.listen(QHostAddress::LocalHost));
+            port = gone.serverPort();
+        }
         QTemporaryDir folder;
         const auto transfer = platform::createFileTransfer();
         QSignalSpy progress(transfer.get(), &platform::FileTransfer::FileReadProgress);
         QSignalSpy complete(transfer.get(), &platform::FileTransfer::FileReadComplete);
-        transfer->ReadFile(u"x.zip"_s, u"http://127.0.0.1:%1/f/x.zip"_s.arg(http.port()), 1,
-                           folder.filePath(u"x.zip"_s));
+        transfer->ReadFile(
+            u"x.zip"_s, u"http://127.0.0.1:%1/f/x.zip?e=Gr%FAas+del+Sur+S%2EA%2E&p=%7E"_s.arg(port),
+            1, folder.filePath(u"x.zip"_s));
         QVERIFY(complete.wait(10000));
         QCOMPARE(complete[0][0].toString(), u"x.zip"_s);
         const QString temp = complete[0][1].toString();
         QCOMPARE(QFileInfo(temp).absolutePath(), QFileInfo(folder.path()).absoluteFilePath());
+        QVERIFY(QFileInfo(temp).fileName().startsWith(u".orvex-"_s));
         QCOMPARE(QFileInfo(temp).size(), size);
         QCOMPARE(complete[0][2].toBool(), whole);
-        QVERIFY(!progress.isEmpty());
-        QCOMPARE(progress.last()[1].toLongLong(), size);
-        QVERIFY(http.requests[0].startsWith("GET /f/x.zip HTTP/1.1\r\n"));
+        if (size > 0)
+            QCOMPARE(progress.last()[1].toLongLong(), size);
+        if (!answer.steps.isEmpty())
+            QCOMPARE(http.requestLines(),
+                     QByteArrayList{"GET /f/x.zip?e=Gr%FAas+del+Sur+S%2EA%2E&p=%7E HTTP/1.0"});
     }
 
-    void aRefusedTransferStillEnds()
+    // Fetched through the real transfer helper and run at once: by then the
+    // file is in place, whole and closed (the system runs no file still open
+    // for writing).
+    void aFetchedProgramRuns()
     {
-        QTcpServer gone;
-        QVERIFY(gone.listen(QHostAddress::LocalHost));
-        const quint16 port = gone.serverPort();
-        gone.close();
-        QTemporaryDir folder;
+        Fixture f;
         const auto transfer = platform::createFileTransfer();
-        QSignalSpy complete(transfer.get(), &platform::FileTransfer::FileReadComplete);
-        transfer->ReadFile(u"x"_s, u"http://127.0.0.1:%1/x"_s.arg(port), 1,
-                           folder.filePath(u"x"_s));
-        QVERIFY(complete.wait(10000));
-        QVERIFY(!complete[0][2].toBool());
-        QCOMPARE(QFileInfo(complete[0][1].toString()).size(), 0);
+        f.c.transfer = transfer.get();
+        f.home.route("/bin/tool", Answer::ok("#!/bin/sh\necho corrio > \"$1\"\n"));
+        Downloads d(f.c);
+        QVERIFY(
+            d.DownloadAndRun(u"tool"_s, f.path(u"salida.txt"_s), u"bin"_s, false, false, false));
+        QCOMPARE(test::readBytes(f.path(u"salida.txt"_s)), "corrio\n"_ba);
+        QCOMPARE(f.leftovers(), QStringList());
     }
 
+    // A transfer that ends early (the program closing) says nothing more and
+    // leaves no part file.
+    void anAbandonedTransferLeavesNothing()
+    {
+        test::LoopbackHttpServer http;
+        http.otherwise =
+            Answer().trickle("HTTP/1.0 200 OK\r\n\r\n" + QByteArray(5000, 'z'), 100, 50);
+        QTemporaryDir folder;
+        auto transfer = platform::createFileTransfer();
+        QSignalSpy progress(transfer.get(), &platform::FileTransfer::FileReadProgress);
+        QSignalSpy complete(transfer.get(), &platform::FileTransfer::FileReadComplete);
+        transfer->ReadFile(u"x"_s, u"http://"_s + http.host() + u"/x"_s, 1,
+                           folder.filePath(u"x"_s));
+        QVERIFY(progress.wait(10000));
+        transfer.reset();
+        QVERIFY(complete.isEmpty());
+        QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), QStringList());
+    }
+
+    // Replies above 512 bytes arrive through a spool, the others in memory.
     void oneFileOfAnUpdate_data()
     {
         QTest::addColumn<QByteArray>("served"); // the whole reply
         QTest::addColumn<bool>("result");
         QTest::addColumn<QByteArray>("after"); // the local file afterwards
         const QByteArray old = "viejo";
+        const auto reply = [](const QByteArray &body,
+                              const QByteArray &headers = {}) -> QByteArray {
+            return "HTTP/1.0 200 OK\r\n" + headers + "\r\n" + body;
+        };
         QTest::newRow("up to date") << reply("OK") << true << old;
         QTest::newRow("five characters are still nothing") << reply("12345") << true << old;
         QTest::newRow("six characters, no length")
@@ -262,6 +277,7 @@ private slots:
             << reply(thousand, "content-length: 1000\r\n") << true << thousand;
         QTest::newRow("fewer bytes than announced")
             << reply(thousand, "Content-Length: 1200\r\n") << false << old;
+        QTest::newRow("no empty line") << "HTTP/1.0 200 OK\r\n"_ba + thousand << true << old;
     }
     void oneFileOfAnUpdate()
     {
@@ -269,7 +285,7 @@ private slots:
         QFETCH(bool, result);
         QFETCH(QByteArray, after);
         Fixture f;
-        f.home.route("/ox/updategetfile.cgi", served);
+        f.home.route("/ox/updategetfile.cgi", Answer::reply(served));
         QDir(f.folder.path()).mkdir(u"bin"_s);
         const QString local = f.path(u"bin/Tool.exe"_s);
         QVERIFY(test::writeBytes(local, "viejo"));
@@ -280,10 +296,11 @@ private slots:
         QCOMPARE(test::readBytes(local), after);
         QVERIFY(QFileInfo(local).isExecutable()); // a replaced program still runs
         // Its own key order, every value escaped, the version of the file here.
-        QCOMPARE(f.home.requests,
+        QCOMPARE(f.home.requestLines(),
                  QByteArrayList{"GET /ox/updategetfile.cgi?empresa=Gr%FAa+Sur&group=Ox&pcname="
                                 "PC%2D1&filename=bin%5CTool%2Eexe&version=0%2E0%2E0%2E0 HTTP/1.0"});
         QCOMPARE(f.cmdAccion, (QList<bool>{false, true}));
+        QCOMPARE(f.leftovers(), QStringList());
     }
 
     void namesOutsideTheProgramAreRefused_data()
@@ -294,15 +311,20 @@ private slots:
         QTest::newRow("drive") << u"C:\\Windows\\x.dll"_s;
         QTest::newRow("parent") << u"..\\Orvex.ini"_s;
         QTest::newRow("parent inside") << u"bin/../../x"_s;
+        QTest::newRow("NUL") << u"Orvex.exe\0.txt"_s;
+        QTest::newRow("CR") << u"a\rb.txt"_s;
+        QTest::newRow("LF") << u"a\nb.txt"_s;
+        QTest::newRow("tab") << u"a\tb.txt"_s;
+        QTest::newRow("DEL") << u"a\x7F.txt"_s;
     }
     void namesOutsideTheProgramAreRefused()
     {
         QFETCH(QString, name);
         Fixture f;
-        f.home.route("/", reply("123456789"));
+        f.home.route("/", Answer::ok("123456789"));
         QVERIFY(!OnlineUpdate(f.c).UpdateIfIsPossible(u"A"_s, u"B"_s, u"Ox"_s, name));
         QVERIFY(f.home.requests.isEmpty());
-        QVERIFY(OnlineUpdate::isSafeRelativeName(u"bin\\a b\\Tool.exe"_s));
+        QVERIFY(OnlineUpdate::isSafeRelativeName(u"bin\\a b\\Tool ñ.exe"_s));
     }
 
     void theUpdateChecksTheListUpToItsFirstEmptyLine_data()
@@ -322,11 +344,14 @@ private slots:
         QFETCH(QByteArray, group);
         Fixture f;
         f.boxes.inputs.assign(typed.begin(), typed.end());
-        f.home.route("/ox/updatelistfiles.cgi", reply("uno.exe\r\n\r\ndos.exe\r\n.END.\r\n"));
-        f.home.route("/ox/updategetfile.cgi", reply("OK"));
+        f.home.route("/ox/updatelistfiles.cgi", Answer::ok("uno.exe\r\n\r\ndos.exe\r\n.END.\r\n"));
+        f.home.route("/ox/updategetfile.cgi", Answer::ok("OK"));
+        QList<bool> timerDuring;
+        f.home.onRequest = [&](const QByteArray &) { timerDuring << f.timer; };
         OnlineUpdate(f.c).run(u"Empresa"_s, u"PC"_s);
-        QCOMPARE(f.home.requests.size(), 2); // the list, then only the first file
-        QCOMPARE(f.home.requests[0],
+        QCOMPARE(timerDuring, (QList<bool>{false, false})); // off while it runs
+        QCOMPARE(f.home.requests.size(), 2);                // the list, then only the first file
+        QCOMPARE(f.home.requestLines()[0],
                  "GET /ox/updatelistfiles.cgi?empresa=Empresa&pcname=PC&group=" + group +
                      " HTTP/1.0");
         QVERIFY(f.home.requests[1].contains("&filename=uno%2Eexe&"));
@@ -348,21 +373,37 @@ private slots:
         QVERIFY(f.timer); // the update turns the scan back on itself
     }
 
-    void saveSendsTheArchiveInsideTheQuery_data()
+    // The archive travels in the query of a GET; a server that refuses that
+    // request line gets the same fields once more as a POST's body.
+    void saveSendsTheArchive_data()
     {
-        QTest::addColumn<QByteArray>("answer");
+        QTest::addColumn<QByteArray>("getAnswer");  // empty: no answer at all
+        QTest::addColumn<QByteArray>("postAnswer"); // null: no POST may come
         QTest::addColumn<QString>("outcome");
-        QTest::newRow("taken") << reply("R:OK\r\n.END.\r\n") << u"Backup correcto!."_s;
-        QTest::newRow("lower case is not R:OK") << reply("r:ok\r\n") << u"Backup fallido."_s;
-        QTest::newRow("no answer") << QByteArray() << u"Backup fallido."_s;
+        const QByteArray ok = "HTTP/1.0 200 OK\r\n\r\nR:OK\r\n.END.\r\n";
+        const auto refused = [](int status) -> QByteArray {
+            return "HTTP/1.0 " + QByteArray::number(status) + " No\r\n\r\n";
+        };
+        QTest::newRow("taken") << ok << QByteArray() << u"Backup correcto!."_s;
+        QTest::newRow("lower case is not R:OK")
+            << "HTTP/1.0 200 OK\r\n\r\nr:ok\r\n"_ba << QByteArray() << u"Backup fallido."_s;
+        QTest::newRow("no answer") << ""_ba << QByteArray() << u"Backup fallido."_s;
+        QTest::newRow("server error: no POST")
+            << refused(500) << QByteArray() << u"Backup fallido."_s;
+        for (const int status : {400, 413, 414, 431})
+            QTest::addRow("%d, then POST taken", status)
+                << refused(status) << ok << u"Backup correcto!."_s;
+        QTest::newRow("POST refused too") << refused(414) << refused(413) << u"Backup fallido."_s;
     }
-    void saveSendsTheArchiveInsideTheQuery()
+    void saveSendsTheArchive()
     {
-        QFETCH(QByteArray, answer);
+        QFETCH(QByteArray, getAnswer);
+        QFETCH(QByteArray, postAnswer);
         QFETCH(QString, outcome);
         Fixture f;
-        if (!answer.isEmpty())
-            f.home.route("/ox/uploadconfiguration.cgi", answer);
+        f.home.route("GET /ox/uploadconfiguration.cgi",
+                     getAnswer.isEmpty() ? Answer().close() : Answer::reply(getAnswer));
+        f.home.route("POST /ox/uploadconfiguration.cgi", Answer::reply(postAnswer));
         QVERIFY(test::writeBytes(f.path(u"Instalables/Configuracion.zip"_s), "la de ayer"));
         // The archive the tool builds: bytes of every kind.
         f.writeTool("printf 'PK\\003\\004 A\\361o-.\\n' > \"$3\"\n");
@@ -372,10 +413,16 @@ private slots:
                               QDir::toNativeSeparators(f.path(u"Instalables/Configuracion.zip"_s)),
                               QDir::toNativeSeparators(f.path(u"*.ini"_s)),
                               QDir::toNativeSeparators(f.path(u"*.dbs"_s))}));
-        QCOMPARE(f.home.requests.size(), 1);
-        QCOMPARE(f.home.requests[0], "GET /ox/uploadconfiguration.cgi?empresa=Gr%FAa+Sur&pcname="
-                                     "PC%2D1&filename=Configuracion.zip&content=PK%03%04+A%F1o%2D"
-                                     "%2E%0A HTTP/1.0");
+        const QByteArray fields = "empresa=Gr%FAa+Sur&pcname=PC%2D1&filename=Configuracion.zip"
+                                  "&content=PK%03%04+A%F1o%2D%2E%0A";
+        QByteArrayList lines{"GET /ox/uploadconfiguration.cgi?" + fields + " HTTP/1.0"};
+        if (!postAnswer.isNull())
+            lines << "POST /ox/uploadconfiguration.cgi HTTP/1.0";
+        QCOMPARE(f.home.requestLines(), lines);
+        if (!postAnswer.isNull())
+            QVERIFY(f.home.requests[1].endsWith(
+                QByteArray("Content-Length: " + QByteArray::number(fields.size()) +
+                           "\r\nConnection: Keep-Alive\r\n\r\n" + fields)));
         QCOMPARE(f.avance, (QStringList{u"..."_s, outcome}));
         const bool failed = outcome == u"Backup fallido."_s;
         QCOMPARE(f.boxes.messages().size(), failed ? 1 : 0);
@@ -391,7 +438,7 @@ private slots:
         Fixture f;
         f.writeTool("exit 0\n");
         ConfigurationBackup(f.c, *std::make_unique<Downloads>(f.c)).restore(u"A B"_s, u"PC"_s);
-        QCOMPARE(f.transfer.reads.size(), 1);
+        QCOMPARE(f.transfer.reads.size(), 1); // the archive; the archiver is there already
         QVERIFY(f.transfer.reads[0].startsWith(u"downloadconfiguration.cgi?empresa=A+B&pcname=PC|"_s
                                                u"http://"_s +
                                                f.home.host() + u"/ox/"_s));
@@ -406,32 +453,40 @@ private slots:
         QCOMPARE(f.transfer.reads.size(), 1);
     }
 
+    // Each action as the list names it, and nothing for any other text; the
+    // label's last caption tells which ran.
     void theDispatcherComparesExactTexts_data()
     {
         QTest::addColumn<QString>("text");
         QTest::addColumn<bool>("timerBefore");
         QTest::addColumn<int>("shortcuts");
-        QTest::addColumn<int>("requests");
+        QTest::addColumn<QString>("caption"); // null: the label is not touched
         const QString line(43, u'-');
-        QTest::newRow("separator, timer on") << line << true << 0 << 0;
-        QTest::newRow("separator, timer off") << line << false << 0 << 0;
-        QTest::newRow("nothing chosen") << QString() << true << 0 << 0;
+        QTest::newRow("separator, timer on") << line << true << 0 << QString();
+        QTest::newRow("separator, timer off") << line << false << 0 << QString();
+        QTest::newRow("nothing chosen") << QString() << true << 0 << QString();
         QTest::newRow("save history")
-            << u"Guardar histórico de casos por Internet"_s << true << 0 << 0;
+            << u"Guardar histórico de casos por Internet"_s << true << 0 << QString();
         QTest::newRow("restore history")
-            << u"Recuperar histórico de casos por Internet"_s << false << 0 << 0;
-        QTest::newRow("typed shortcut action") << u"Crear accesos directos"_s << true << 1 << 0;
-        QTest::newRow("other letter case") << u"crear accesos directos"_s << true << 0 << 0;
-        QTest::newRow("save") << u"Guardar configuración por Internet"_s << true << 0 << 1;
+            << u"Recuperar histórico de casos por Internet"_s << false << 0 << QString();
+        QTest::newRow("typed shortcut action")
+            << u"Crear accesos directos"_s << true << 1 << QString();
+        QTest::newRow("other letter case") << u"crear accesos directos"_s << true << 0 << QString();
+        QTest::newRow("save") << u"Guardar configuración por Internet"_s << true << 0
+                              << u"Backup correcto!."_s;
+        QTest::newRow("restore") << u"Recuperar configuración por Internet"_s << true << 0
+                                 << u"Instalacion finalizada!."_s;
+        QTest::newRow("update") << u"Actualizar sistema por Internet"_s << false << 0
+                                << u"Actualización finalizada!"_s;
     }
     void theDispatcherComparesExactTexts()
     {
         QFETCH(QString, text);
         QFETCH(bool, timerBefore);
         QFETCH(int, shortcuts);
-        QFETCH(int, requests);
+        QFETCH(QString, caption);
         Fixture f;
-        f.home.route("/", reply("R:OK"));
+        f.home.route("/", Answer::ok("R:OK"));
         f.writeTool("exit 0\n");
         QVERIFY(test::writeBytes(f.path(u"Orvex.ini"_s), "[Registracion]\r\nEmpresa=Gr\xFA"
                                                          "a Sur\r\n"));
@@ -445,17 +500,44 @@ private slots:
         };
         Downloads downloads(f.c);
         MaintenanceDispatcher(f.c, downloads).dispatch(text);
-        QCOMPARE(f.timer, timerBefore);
+        QCOMPARE(f.timer, timerBefore); // the update's own "on" is undone too
         QCOMPARE(f.shortcuts, shortcuts);
-        QCOMPARE(f.home.requests.size(), requests);
         if (shortcuts)
             QVERIFY(!timerDuring);
-        if (requests)
+        QCOMPARE(f.avance.value(f.avance.size() - 1), caption);
+        if (!f.home.requests.isEmpty())
             QVERIFY(f.home.requests[0].contains("?empresa=Gr%FAa+Sur&pcname="));
-        else
-            QVERIFY(f.avance.isEmpty());
         // The INI file in use before is the one in use after.
         QCOMPARE(f.adds.INI_GetString(u"A"_s, u"k"_s, u"-"_s), u"v"_s);
+    }
+
+    // "Realizar" pressed while a keep-alive holds the socket: the save waits
+    // for it, then runs, and succeeds; the scan timer ends as it was.
+    void anActionPressedDuringAKeepAliveFollowsIt()
+    {
+        Fixture f;
+        f.writeTool("printf 'PK' > \"$3\"\n");
+        f.home.route("/DynIP",
+                     Answer().trickle("HTTP/1.0 200 OK\r\n\r\nR:OK Lumaris\r\n.END.\r\n", 5, 20));
+        f.home.route("/ox/uploadconfiguration.cgi", Answer::ok("R:OK\r\n.END.\r\n"));
+        Downloads downloads(f.c);
+        MaintenanceDispatcher dispatcher(f.c, downloads);
+        f.home.onRequest = [&](const QByteArray &request) {
+            if (!request.startsWith("GET /DynIP"))
+                return;
+            dispatcher.dispatch(u"Guardar configuración por Internet"_s);
+            dispatcher.dispatch(QString(43, u'-')); // a second press waits behind it
+        };
+        const AnsiText keepAlive = f.adds.NET_HTTPget(
+            f.socket, u"http://"_s + f.home.host() + u"/DynIP?CMD=KEEPALIVE&&DOMAINNAME=x"_s);
+        QVERIFY(keepAlive.contains(u"R:OK Lumaris"_s));
+        QVERIFY(!f.timer);                           // off from the press on
+        QCOMPARE(f.cmdAccion, (QList<bool>{false})); // and the button too
+        QTRY_COMPARE(f.avance, (QStringList{u"..."_s, u"Backup correcto!."_s}));
+        QVERIFY(f.timer);
+        QCOMPARE(f.home.requestLines().size(), 2);
+        QVERIFY(f.home.requestLines()[1].startsWith("GET /ox/uploadconfiguration.cgi?"));
+        QVERIFY(f.boxes.asked.empty());
     }
 };
 

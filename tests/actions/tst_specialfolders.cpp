@@ -22,8 +22,10 @@ struct RecordingShell final : platform::ShellFolders
             return {platform::FolderLookup::Outcome::NoPath, {}, 5};
         return {platform::FolderLookup::Outcome::Found, "/menus/" + std::to_string(id), 0};
     }
-    platform::FolderLookup systemFolder(platform::SystemFolder) override
+    platform::FolderLookup systemFolder(platform::SystemFolder which) override
     {
+        if (which == platform::SystemFolder::System && systemRefused)
+            return {platform::FolderLookup::Outcome::Refused, {}, 2};
         return {platform::FolderLookup::Outcome::Found, "/sys", 0};
     }
     platform::SystemVersion version() override { return {4, 10, 1998, platformId, {}}; }
@@ -46,6 +48,7 @@ struct RecordingShell final : platform::ShellFolders
 
     std::map<int, std::uint32_t> refused;
     int noPathId = -1;
+    bool systemRefused = false;
     std::uint32_t platformId = 2;
     bool machineWide = true;
     bool writes = true;
@@ -135,6 +138,7 @@ private slots:
         shell.refused[2] = 2;
         shell.refused[11] = 1234567;
         shell.noPathId = 16;
+        shell.systemRefused = true;
         QList<QStringList> told;
         SpecialFolders folders(shell, [&](qint32 n, const QString &d, const QString &s) {
             told << QStringList{QString::number(n), d, s};
@@ -144,10 +148,13 @@ private slots:
                                            {u"2"_s, u"The system cannot find the file specified."_s,
                                             u"SpecialFolders.GetFolderLocation"_s},
                                            {u"1234567"_s, u"Error (1234567) not defined."_s,
-                                            u"SpecialFolders.GetFolderLocation"_s}}));
+                                            u"SpecialFolders.GetFolderLocation"_s},
+                                           {u"2"_s, u"The system cannot find the file specified."_s,
+                                            u"SpecialFolders.Initialize"_s}}));
         QVERIFY(folders.Desktop.isEmpty() && folders.StartMenuPrograms.isEmpty());
         QCOMPARE(folders.CommonStartMenuPrograms, u"/menus/23"_s);
         QCOMPARE(folders.WindowsTemporary, u"/sys"_s);
+        QVERIFY(folders.WindowsSystem.isEmpty());
 
         QVERIFY(!folders.Win_CreateShortCutSTKit(u"Sendaro"_s, u"/p/a"_s, {}, u"A"_s, false, true));
         QVERIFY(shell.links.empty());

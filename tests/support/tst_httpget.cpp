@@ -1,14 +1,18 @@
-// NET_HTTPget and SocketX_UDP against servers on 127.0.0.1 that the tests
-// start themselves; URLs naming other hosts go to a socket that only records
-// where it was sent.
+// NET_HTTPget, NET_HTTPform and SocketX_UDP against servers on 127.0.0.1
+// that the tests start themselves; URLs naming other hosts go to a socket
+// that only records where it was sent. The clock is the test's: deadlines
+// pass when the test moves it.
+#include "common/CaptionLog.h"
+#include "common/FakeClock.h"
+#include "common/LoopbackHttpServer.h"
 #include "common/MessageLog.h"
-#include "helpers/LoopbackHttpServer.h"
+#include "common/TestSupport.h"
 #include "platform/SocketX.h"
 #include "support/AddsHttp.h"
-#include "support/ProgressCaption.h"
+#include "support/AddsUtilities.h"
+#include "support/FormQuery.h"
 #include "support/ReplyScanner.h"
 
-#include <QElapsedTimer>
 #include <QNetworkDatagram>
 #include <QUdpSocket>
 #include <QtTest>
@@ -30,16 +34,13 @@ ReplyScanner scanInPieces(QByteArrayView bytes, qsizetype piece)
     return scanner;
 }
 
-const qsizetype kPieces[] = {1, 2, 3, 5, 7, 16, 17, 1 << 20};
-
 const QByteArray kHead("HTTP/1.0 200 OK\r\n\r\n");
 const QByteArray kOk = kHead + "R:OK\r\n.END.\r\n";
-
-struct CaptionLog final : ProgressCaption
-{
-    QStringList captions;
-    void setCaption(const QString &caption) override { captions << caption; }
-};
+// The headers every request carries, in their order.
+const QByteArray kHeaders =
+    "Accept: text/plain\r\nAccept-Language: en-us\r\n"
+    "Accept-Encoding: gzip, deflate\r\n"
+    "User-Agent: Mozilla/4.0 (compatible; MSIE 5.0; Windows 98; DigExt)\r\n";
 
 struct RecordingSocket final : SocketX
 {
@@ -73,17 +74,12 @@ class TestHttpGet : public QObject
 {
     Q_OBJECT
 
-    AddsHttp m_http;
+    FakeClock m_clock;
+    AddsHttp m_http{&m_clock};
     SocketX m_socket; // one socket for all calls, as the main form has
 
-    QString get(quint16 port, int seconds, ProgressCaption *progress = nullptr)
-    {
-        return m_http.NET_HTTPget(m_socket, u"http://127.0.0.1:%1/"_s.arg(port), {}, {}, seconds,
-                                  {}, progress);
-    }
-
 private slots:
-    // The scanner on its own, fed in pieces of every size in kPieces.
+    // The scanner on its own, fed in pieces of every size.
     void scanner_data()
     {
         QTest::addColumn<QByteArray>("reply");
@@ -111,7 +107,7 @@ private slots:
         QFETCH(QByteArray, reply);
         QFETCH(bool, ends);
         QFETCH(int, length);
-        for (const qsizetype piece : kPieces) {
+        for (const qsizetype piece : {1, 2, 3, 5, 7, 16, 17, 1 << 20}) {
             const ReplyScanner scanner = scanInPieces(reply, piece);
             QCOMPARE(scanner.endMarkerSeen(), ends);
             QCOMPARE(scanner.contentLength(), length);
@@ -138,25 +134,39 @@ private slots:
         QCOMPARE(big.contentLength(), 7);
     }
 
+    void status()
+    {
+        QCOMPARE(httpStatus("HTTP/1.1 431\r\n"), 431);
+        QCOMPARE(httpStatus("R:OK 200\r\n"), 0);
+        QCOMPARE(httpStatus("HTTP/1.0 41"), 0);
+        QCOMPARE(httpStatus("HTTP/1.0 OK!\r\n"), 0);
+    }
+
+    // Every request as the server gets it, byte for byte.
     void request_data()
     {
         QTest::addColumn<QString>("url");
         QTest::addColumn<QString>("path");
         QTest::addColumn<QString>("port");
         QTest::addColumn<QString>("extra");
-        QTest::addColumn<QByteArray>("line");
+        QTest::addColumn<QByteArray>("expected");
         const auto row = [](const char *name, const QString &url, const QString &path,
-                            const QString &port, const QString &extra, const char *line) {
-            QTest::newRow(name) << url << path << port << extra << QByteArray(line);
+                            const QString &port, const QString &extra, const QByteArray &line,
+                            const QByteArray &more = {}) {
+            QTest::newRow(name) << url << path << port << extra
+                                << line + " HTTP/1.0\r\n" + kHeaders + more +
+                                       "Connection: Keep-Alive\r\n\r\n";
         };
-        row("address, port and query", u"http://127.0.0.1:%1/DynIP?CMD=KEEPALIVE&&DOMAINNAME=a.b"_s,
-            {}, {}, {}, "GET /DynIP?CMD=KEEPALIVE&&DOMAINNAME=a.b");
+        row("keep-alive: address, port and query",
+            u"http://127.0.0.1:%1/DynIP?CMD=KEEPALIVE&&DOMAINNAME=a.b&&REMOTEIP=192.168.0.1"_s, {},
+            {}, {}, "GET /DynIP?CMD=KEEPALIVE&&DOMAINNAME=a.b&&REMOTEIP=192.168.0.1");
         row("path argument, ANSI bytes", u"127.0.0.1:%1/not/this"_s, u"demoras.cgi?Prestador=Año"_s,
             {}, {}, "GET /demoras.cgi?Prestador=A\xF1o");
         row("port argument", u"http://127.0.0.1:1/p"_s, {}, u"%1"_s, {}, "GET /p");
         row("port, no path: port text is the path", u"http://127.0.0.1:%1"_s, {}, {}, {},
             "GET /%1");
-        row("extra header", u"http://127.0.0.1:%1/"_s, {}, {}, u"Cookie: id=5"_s, "GET /");
+        row("extra header", u"http://127.0.0.1:%1/"_s, {}, {}, u"Cookie: id=5"_s, "GET /",
+            "Cookie: id=5\r\n");
     }
     void request()
     {
@@ -164,20 +174,51 @@ private slots:
         QFETCH(QString, path);
         QFETCH(QString, port);
         QFETCH(QString, extra);
-        QFETCH(QByteArray, line);
-        LoopbackHttpServer server({send(kOk)});
+        QFETCH(QByteArray, expected);
+        LoopbackHttpServer server;
+        server.otherwise = Answer().send(kOk);
+        const QDateTime start = m_clock.now();
         QCOMPARE(m_http.NET_HTTPget(m_socket, withPort(url, server.port()), path,
                                     withPort(port, server.port()), 30, extra),
                  QString::fromLatin1(kOk));
-        const QByteArray expected =
-            line.replace("%1", QByteArray::number(server.port())) +
-            " HTTP/1.0\r\nAccept: text/plain\r\nAccept-Language: en-us\r\n"
-            "Accept-Encoding: gzip, deflate\r\n"
-            "User-Agent: Mozilla/4.0 (compatible; MSIE 5.0; Windows 98; DigExt)\r\n" +
-            (extra.isEmpty() ? QByteArray() : extra.toLatin1() + "\r\n") +
-            "Connection: Keep-Alive\r\n\r\n";
-        QCOMPARE(server.requests, QList<QByteArray>{expected});
+        QCOMPARE(start.msecsTo(m_clock.now()), 500); // the settle pause, and only it
+        QCOMPARE(server.requests,
+                 QByteArrayList{expected.replace("%1", QByteArray::number(server.port()))});
         QCOMPARE(m_socket.state(), SocketState::Closed);
+    }
+
+    // A form's fields go out exactly as built, a file's bytes escaped on the
+    // way: after "?" in a GET, as the body of a POST with its length.
+    void form_data()
+    {
+        QTest::addColumn<HttpMethod>("method");
+        QTest::addColumn<QByteArray>("expected");
+        const QByteArray fields = "k=%2E&f=A%F1o+09AZaz%2D%2E%5F%7E%00%0D%0A%FF";
+        QTest::newRow("GET") << HttpMethod::Get
+                             << "GET /ox/up.cgi?" + fields + " HTTP/1.0\r\n" + kHeaders +
+                                    "Connection: Keep-Alive\r\n\r\n";
+        QTest::newRow("POST") << HttpMethod::Post
+                              << "POST /ox/up.cgi HTTP/1.0\r\n" + kHeaders +
+                                     "Content-Type: application/x-www-form-urlencoded\r\n"
+                                     "Content-Length: " +
+                                     QByteArray::number(fields.size()) +
+                                     "\r\nConnection: Keep-Alive\r\n\r\n" + fields;
+    }
+    void form()
+    {
+        QFETCH(HttpMethod, method);
+        QFETCH(QByteArray, expected);
+        QTemporaryDir folder;
+        const QString file = folder.filePath(u"c.zip"_s);
+        QVERIFY(writeBytes(file, "A\xF1o 09AZaz-._~"_ba + QByteArray(1, '\0') + "\r\n\xFF"));
+        FormQuery fields;
+        fields.append("k=%2E&f=").appendEncodedFile(file);
+        LoopbackHttpServer server;
+        server.otherwise = Answer().send(kOk);
+        QCOMPARE(m_http.NET_HTTPform(m_socket, method,
+                                     u"http://"_s + server.host() + u"/ox/up.cgi"_s, fields),
+                 QString::fromLatin1(kOk));
+        QCOMPARE(server.requests, QByteArrayList{expected});
     }
 
     void connectionTarget_data()
@@ -199,50 +240,49 @@ private slots:
         QTEST(socket.peer, "peer");
     }
 
-    // Each reply is all the script sends; the progress caption counts it
+    // Each reply is all the server sends; the progress caption counts it
     // against the announced length (0: none seen, -1: no header in time).
     void replyEnd_data()
     {
-        QTest::addColumn<ServerScript>("script");
-        QTest::addColumn<int>("timeOut");
+        QTest::addColumn<Answer>("answer");
         QTest::addColumn<int>("length");
-        const ServerStep close{ServerStep::Close, {}, 0}, reset{ServerStep::Reset, {}, 0};
+        QTest::addColumn<bool>("deadline"); // the one row that must wait for it
         const QByteArray end = "R:OK\r\n.END.\r\n";
-        QTest::newRow("end line, server stays") << ServerScript{send(kOk)} << 30 << 0;
+        QTest::newRow("end line, server stays") << Answer().send(kOk) << 0 << false;
         QTest::newRow("html page, ANSI byte")
-            << ServerScript{send(kHead + "<html>A\xF1o</html>")} << 30 << 0;
+            << Answer().send(kHead + "<html>A\xF1o</html>") << 0 << false;
         QTest::newRow("announced length")
-            << ServerScript{send("HTTP/1.0 200 OK\r\nContent-length: 13\r\n\r\n" + end)} << 30
-            << 13;
+            << Answer().send("HTTP/1.0 200 OK\r\nContent-length: 13\r\n\r\n" + end) << 13 << false;
         QTest::newRow("long, never announced")
-            << dripped(kHead + QByteArray(120000, 'x') + end, 20000, 10) << 30 << -1;
+            << Answer().trickle(kHead + QByteArray(120000, 'x') + end, 20000, 10) << -1 << false;
         QTest::newRow("no marker, server closes")
-            << ServerScript{send(kHead + "R:OK"), pause(50), close} << 30 << 0;
+            << Answer().send(kHead + "R:OK").pause(50).close() << 0 << false;
         QTest::newRow("reset in the body")
-            << ServerScript{send(kHead + "half"), pause(100), reset} << 30 << 0;
-        // The only row that must wait for its deadline.
-        QTest::newRow("no marker, server silent") << ServerScript{send(kHead + "part")} << 1 << 0;
+            << Answer().send(kHead + "half").pause(50).reset() << 0 << false;
+        QTest::newRow("no marker, server silent") << Answer().send(kHead + "part") << 0 << true;
     }
     void replyEnd()
     {
-        QFETCH(ServerScript, script);
-        QFETCH(int, timeOut);
+        QFETCH(Answer, answer);
         QFETCH(int, length);
+        QFETCH(bool, deadline);
         QByteArray sent;
-        for (const ServerStep &step : script)
+        for (const Answer::Step &step : answer.steps)
             sent += step.bytes;
-        LoopbackHttpServer server(script);
+        LoopbackHttpServer server;
+        server.otherwise = answer;
+        QTimer time;
+        connect(&time, &QTimer::timeout, this, [this] { m_clock.advanceSeconds(5); });
+        if (deadline)
+            time.start(20);
         CaptionLog log;
         MessageLog messages("orvex.http");
-        QElapsedTimer clock;
-        clock.start();
-        QCOMPARE(get(server.port(), timeOut, &log), QString::fromLatin1(sent));
+        QCOMPARE(
+            m_http.NET_HTTPget(m_socket, u"http://"_s + server.host() + u'/', {}, {}, 30, {}, &log),
+            QString::fromLatin1(sent));
         // Only the deadline's end is logged: every other row was ended by
         // the reply itself.
-        const bool deadline = timeOut < 30;
         QCOMPARE(messages.contains(u"no end of reply within"_s), deadline);
-        if (deadline) // it did wait
-            QVERIFY2(clock.elapsed() >= timeOut * 900, QByteArray::number(clock.elapsed()));
         QCOMPARE(m_socket.state(), SocketState::Closed);
         QVERIFY(log.captions.size() >= 2);
         QCOMPARE(log.captions.constLast(), QString());
@@ -258,7 +298,9 @@ private slots:
             port = probe.serverPort();
         }
         CaptionLog log;
-        QCOMPARE(get(port, 30, &log), QString());
+        QCOMPARE(
+            m_http.NET_HTTPget(m_socket, u"http://127.0.0.1:%1/"_s.arg(port), {}, {}, 30, {}, &log),
+            QString());
         // The refusal itself was seen, not a connection attempt given up on.
         QVERIFY2(m_socket.LastSocketError().contains(u"refused"_s, Qt::CaseInsensitive),
                  qPrintable(m_socket.LastSocketError()));
@@ -266,25 +308,64 @@ private slots:
         QCOMPARE(m_socket.state(), SocketState::Closed);
     }
 
+    // A call that arrives through events while one runs returns at once;
+    // whoever waits for the socket is told when it is free again.
     void callDuringCallReturnsEmpty()
     {
-        LoopbackHttpServer server({pause(300), send(kOk)});
+        LoopbackHttpServer server;
+        server.otherwise = Answer().pause(50).send(kOk);
         QString inner = u"not called"_s;
         bool innerDatagram = true;
-        QTimer::singleShot(100, [&] {
-            inner = m_http.NET_HTTPget(m_socket, u"http://127.0.0.1:%1/"_s.arg(server.port()));
+        bool freeDuringCall = false, told = false;
+        server.onRequest = [&](const QByteArray &) {
+            inner = m_http.NET_HTTPget(m_socket, u"http://"_s + server.host() + u'/');
             innerDatagram = m_http.SocketX_UDP(m_socket, u"127.0.0.1"_s, u"9"_s, u"x"_s);
-        });
-        QCOMPARE(get(server.port(), 30), QString::fromLatin1(kOk));
+            m_socket.WhenFree([&] {
+                freeDuringCall = m_socket.Busy();
+                told = true;
+            });
+        };
+        QCOMPARE(m_http.NET_HTTPget(m_socket, u"http://"_s + server.host() + u'/'),
+                 QString::fromLatin1(kOk));
         QCOMPARE(inner, QString());
         QVERIFY(!innerDatagram);
         QCOMPARE(server.requests.size(), 1);
-        QVERIFY(!m_socket.Busy());
+        QVERIFY(!told); // not while the call still held the socket
+        QTRY_VERIFY(told);
+        QVERIFY(!freeDuringCall);
+
+        // The same while a datagram goes out (its settle pause runs events),
+        // and a socket left open by someone is closed before the next use.
+        QUdpSocket receiver;
+        QVERIFY(receiver.bind(QHostAddress::LocalHost, 0));
+        inner = u"not called"_s;
+        QTimer::singleShot(
+            0, [&] { inner = m_http.NET_HTTPget(m_socket, u"http://"_s + server.host() + u'/'); });
+        QVERIFY(m_http.SocketX_UDP(m_socket, u"127.0.0.1"_s, QString::number(receiver.localPort()),
+                                   u"x"_s));
+        QCOMPARE(inner, QString());
+        QVERIFY(m_socket.Create());
+        QCOMPARE(m_http.NET_HTTPget(m_socket, u"http://"_s + server.host() + u'/'),
+                 QString::fromLatin1(kOk));
+    }
+
+    // A server that answers before the request is whole has refused it:
+    // the rest is not sent, and its answer is the reply.
+    void anEarlyAnswerStopsTheSending()
+    {
+        LoopbackHttpServer server;
+        const QByteArray refusal = "HTTP/1.0 414 Request-URI Too Long\r\n\r\n";
+        server.otherwise = Answer::reply(refusal);
+        server.otherwise.after = 8192;
+        const QString url = u"http://"_s + server.host() + u"/x?c="_s + QString(4 << 20, u'a');
+        QCOMPARE(m_http.NET_HTTPget(m_socket, url), QString::fromLatin1(refusal));
+        QVERIFY2(server.bytesReceived < (2 << 20), QByteArray::number(server.bytesReceived));
     }
 
     void runTimeErrorBecomesErrorText()
     {
-        LoopbackHttpServer server({send(kHead + "R:")});
+        LoopbackHttpServer server;
+        server.otherwise = Answer().send(kHead + "R:");
         FailingSocket socket;
         CaptionLog log;
         QCOMPARE(m_http.NET_HTTPget(socket, u"127.0.0.1"_s, u"/x"_s, QString::number(server.port()),
@@ -327,5 +408,6 @@ private slots:
     }
 };
 
+Q_DECLARE_METATYPE(orvex::HttpMethod)
 QTEST_GUILESS_MAIN(TestHttpGet)
 #include "tst_httpget.moc"
