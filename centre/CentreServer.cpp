@@ -17,7 +17,7 @@ namespace {
 
 QByteArray field(const HttpRequest &r, QByteArrayView key)
 {
-    return unescape(r.value(key).value_or(QByteArray())).value_or(QByteArray());
+    return unescape(r.value(key).value_or(QByteArrayView())).value_or(QByteArray());
 }
 
 // "a.b.c.d" as four numbers; missing parts are 0.
@@ -159,9 +159,8 @@ QByteArray CentreServer::keepAliveReply(const HttpRequest &r, const QHostAddress
     if (r.value("CMD") != "KEEPALIVE")
         return reply(400, "Bad Request", "R:ERROR comando desconocido\r\n" + kEnd);
     // The domain travels as it is, not escaped.
-    const QByteArray domain = r.value("DOMAINNAME").value_or(QByteArray());
-    if (!m_store.keepAlive(domain, u"http"_s, peer.toString(),
-                           r.head.isEmpty() ? r.method + ' ' + r.target + ' ' + r.version : r.head,
+    const QByteArray domain = r.value("DOMAINNAME").value_or(QByteArrayView()).toByteArray();
+    if (!m_store.keepAlive(domain, u"http"_s, peer.toString(), r.head().toByteArray(),
                            QDateTime::currentDateTime()))
         return reply(400, "Bad Request", "R:ERROR dominio no valido\r\n" + kEnd);
     if (m_options.failKeepAlives)
@@ -172,7 +171,7 @@ QByteArray CentreServer::keepAliveReply(const HttpRequest &r, const QHostAddress
 QByteArray CentreServer::delaysReply(const HttpRequest &r)
 {
     // The provider's name comes as it is (lower case), the text escaped.
-    const QByteArray provider = r.value("Prestador").value_or(QByteArray());
+    const QByteArray provider = r.value("Prestador").value_or(QByteArrayView()).toByteArray();
     const std::optional<QByteArray> text = unescape(r.value("Content").value_or("x%"));
     if (!text || !m_store.delays(provider, *text, QDateTime::currentDateTime()))
         return reply(400, "Bad Request", "R:ERROR demoras ilegibles\r\n" + kEnd);
@@ -243,7 +242,7 @@ QByteArray CentreServer::controlReply(const HttpRequest &r, const QHostAddress &
     // Only this machine may switch the centre's behaviour.
     if (!peer.isLoopback())
         return reply(403, "Forbidden", "R:ERROR solo desde esta computadora\r\n" + kEnd);
-    const QByteArray fail = r.value("fail").value_or(QByteArray());
+    const QByteArrayView fail = r.value("fail").value_or(QByteArrayView());
     if (fail != "0" && fail != "1")
         return reply(400, "Bad Request", "R:ERROR fail=0 o fail=1\r\n" + kEnd);
     m_options.failKeepAlives = fail == "1";

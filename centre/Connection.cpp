@@ -61,7 +61,7 @@ Connection::Connection(QTcpSocket *socket, const Limits &limits, Admission &admi
 
 Connection::~Connection()
 {
-    m_admission.give(m_buffer.size());
+    m_admission.give(m_charged);
     m_admission.close();
 }
 
@@ -70,11 +70,19 @@ void Connection::read()
     const QByteArray incoming = m_socket->readAll();
     if (m_answered)
         return; // one request a connection: the rest is not read
-    if (!m_admission.take(incoming.size())) {
-        qCInfo(lcCentre).noquote() << m_socket->peerAddress().toString()
-                                   << "refused: the requests arriving fill the memory budget";
-        finish(reply(503, "Service Unavailable", "R:ERROR centro ocupado\r\n" + kEnd));
-        return;
+    // The buffer grows by a quarter at a time rather than doubling, and what
+    // it allocates is charged to the budget.
+    const qint64 needed = m_buffer.size() + incoming.size();
+    if (needed > m_buffer.capacity()) {
+        const qint64 grown = needed + needed / 4;
+        if (!m_admission.take(grown - m_charged)) {
+            qCInfo(lcCentre).noquote() << m_socket->peerAddress().toString()
+                                       << "refused: the requests arriving fill the memory budget";
+            finish(reply(503, "Service Unavailable", "R:ERROR centro ocupado\r\n" + kEnd));
+            return;
+        }
+        m_charged = grown;
+        m_buffer.reserve(grown);
     }
     m_buffer += incoming;
     m_idle.start();
@@ -91,23 +99,18 @@ void Connection::read()
     case ParsedRequest::Complete:
         break;
     }
-    HttpRequest &request = parsed.request;
-    // Keep-alives are short: their exact bytes are kept for support.
-    if (request.path() == "/DynIP")
-        request.head = m_buffer.first(parsed.consumed);
-    // The request holds what it needs: the buffer goes before the answer is
-    // made, which may take as much again.
-    m_admission.give(m_buffer.size());
+    // The request shares the buffer's bytes, still charged while it is answered.
     m_buffer = QByteArray();
-    finish(m_answer(request, m_socket->peerAddress()));
+    finish(m_answer(parsed.request, m_socket->peerAddress()));
 }
 
 void Connection::finish(const QByteArray &out)
 {
     m_answered = true;
     m_deadline.stop();
-    m_admission.give(m_buffer.size());
     m_buffer = QByteArray();
+    m_admission.give(m_charged);
+    m_charged = 0;
     m_socket->write(out);
     // HTTP/1.0: the reply ends where the connection does.
     m_socket->disconnectFromHost();

@@ -68,6 +68,7 @@ private:
     Answer m_answer;
     qint64 m_maxRequest;
     QByteArray m_buffer;
+    qint64 m_charged = 0;    // of the budget
     qsizetype m_scanned = 0; // how far the request line was searched
     bool m_answered = false;
     QTimer m_idle;

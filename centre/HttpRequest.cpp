@@ -36,19 +36,21 @@ bool isToken(QByteArrayView word)
 
 QByteArrayView HttpRequest::path() const
 {
-    const qsizetype q = target.indexOf('?');
-    return q < 0 ? QByteArrayView(target) : QByteArrayView(target).first(q);
+    const QByteArrayView t = target();
+    const qsizetype q = t.indexOf('?');
+    return q < 0 ? t : t.first(q);
 }
 
 QByteArrayView HttpRequest::fields() const
 {
     if (method == "POST")
-        return body;
-    const qsizetype q = target.indexOf('?');
-    return q < 0 ? QByteArrayView() : QByteArrayView(target).sliced(q + 1);
+        return body();
+    const QByteArrayView t = target();
+    const qsizetype q = t.indexOf('?');
+    return q < 0 ? QByteArrayView() : t.sliced(q + 1);
 }
 
-std::optional<QByteArray> HttpRequest::value(QByteArrayView key) const
+std::optional<QByteArrayView> HttpRequest::value(QByteArrayView key) const
 {
     const QByteArrayView q = fields();
     qsizetype at = 0;
@@ -59,7 +61,7 @@ std::optional<QByteArray> HttpRequest::value(QByteArrayView key) const
         const QByteArrayView pair = q.sliced(at, end - at);
         const qsizetype eq = pair.indexOf('=');
         if (eq >= 0 && pair.first(eq) == key)
-            return pair.sliced(eq + 1).toByteArray();
+            return pair.sliced(eq + 1);
         at = end + 1;
     }
     return std::nullopt;
@@ -81,8 +83,9 @@ bool HttpRequest::isForm() const
                                    "application/x-www-form-urlencoded", Qt::CaseInsensitive) == 0;
 }
 
-ParsedRequest parseRequest(QByteArrayView buffer, qsizetype &scannedUpTo, qsizetype maxRequest)
+ParsedRequest parseRequest(const QByteArray &received, qsizetype &scannedUpTo, qsizetype maxRequest)
 {
+    const QByteArrayView buffer(received); // looked at, never copied
     ParsedRequest out;
     // The request line: the long part of an upload, searched once only.
     const qsizetype from = std::max<qsizetype>(0, scannedUpTo - 1);
@@ -112,9 +115,10 @@ ParsedRequest parseRequest(QByteArrayView buffer, qsizetype &scannedUpTo, qsizet
         return out;
     HttpRequest &r = out.request;
     r.method = line.first(s1).toByteArray();
-    r.target = line.sliced(s1 + 1, s2 - s1 - 1).toByteArray();
+    r.targetFrom = s1 + 1;
+    r.targetSize = s2 - s1 - 1;
     r.version = line.sliced(s2 + 1).toByteArray();
-    if (!isToken(r.method) || !r.target.startsWith('/') || !r.version.startsWith("HTTP/1."))
+    if (!isToken(r.method) || line[s1 + 1] != '/' || !r.version.startsWith("HTTP/1."))
         return out;
     // With no headers the empty line follows the request line at once.
     QByteArrayView rest =
@@ -152,8 +156,9 @@ ParsedRequest parseRequest(QByteArrayView buffer, qsizetype &scannedUpTo, qsizet
         out.kind = ParsedRequest::NeedMore;
         return out;
     }
-    r.body = buffer.sliced(headEnd, bodySize).toByteArray();
     out.consumed = headEnd + bodySize;
+    r.raw = out.consumed == received.size() ? received : received.first(out.consumed);
+    r.headSize = headEnd;
     out.kind = ParsedRequest::Complete;
     return out;
 }

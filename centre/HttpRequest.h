@@ -15,19 +15,23 @@ namespace orvex::centre {
 struct HttpRequest
 {
     QByteArray method;
-    QByteArray target; // path and query, exactly as sent
     QByteArray version;
     QList<QPair<QByteArray, QByteArray>> headers;
-    QByteArray body;
-    // The request line and headers as they came, when the caller wants them.
-    QByteArray head;
+    // The request as it came, shared with the buffer it was read into (an
+    // upload's target may be hundreds of megabytes); the views look into it.
+    QByteArray raw;
+    qsizetype targetFrom = 0, targetSize = 0, headSize = 0;
 
+    QByteArrayView target() const { return QByteArrayView(raw).sliced(targetFrom, targetSize); }
+    // The request line and the headers, up to the empty line that ends them.
+    QByteArrayView head() const { return QByteArrayView(raw).first(headSize); }
+    QByteArrayView body() const { return QByteArrayView(raw).sliced(headSize); }
     QByteArrayView path() const; // up to the '?'
     // The escaped fields: the query of a GET, the body of a form POST.
     QByteArrayView fields() const;
     // A field by its key, still escaped; the agent separates pairs with "&"
     // and with "&&" alike.
-    std::optional<QByteArray> value(QByteArrayView key) const;
+    std::optional<QByteArrayView> value(QByteArrayView key) const;
     std::optional<QByteArray> header(QByteArrayView name) const;
     // A POST whose body holds fields as a query does (HTML 4.01, 17.13.4).
     bool isForm() const;
@@ -46,7 +50,7 @@ constexpr qsizetype kMaxHeaders = 64 * 1024;
 // request (line, headers and body) longer than `maxRequest` is TooLarge.
 // `scannedUpTo` lets a caller that feeds a long line piece by piece skip what
 // was already searched for the line's end (it is updated).
-ParsedRequest parseRequest(QByteArrayView buffer, qsizetype &scannedUpTo, qsizetype maxRequest);
+ParsedRequest parseRequest(const QByteArray &buffer, qsizetype &scannedUpTo, qsizetype maxRequest);
 
 // The agent's query escape undone: "+" is a blank, "%XX" the byte XX. Empty
 // when an escape is broken.

@@ -99,7 +99,7 @@ private slots:
         QFETCH(QByteArray, raw);
         qsizetype scanned = 0;
         // Fed in two pieces, as a socket may deliver it.
-        ParsedRequest p = parseRequest(QByteArrayView(raw).first(raw.size() / 2), scanned, 1000);
+        ParsedRequest p = parseRequest(raw.first(raw.size() / 2), scanned, 1000);
         if (p.kind == ParsedRequest::NeedMore)
             p = parseRequest(raw, scanned, 1000);
         QTEST(int(p.kind), "kind");
@@ -111,13 +111,16 @@ private slots:
 
     void fieldValues()
     {
-        HttpRequest r;
-        r.method = "GET";
-        r.target = "/x?Prestador=ab&Content=Gr%FAa+Norte%0901%3A30%09%0D%0A&&empty=&k";
-        QCOMPARE(r.value("Prestador"), std::optional("ab"_ba));
+        qsizetype scanned = 0;
+        const HttpRequest r =
+            parseRequest("GET /x?Prestador=ab&Content=Gr%FAa+Norte%0901%3A30%09%0D%0A&&empty=&k "
+                         "HTTP/1.0\r\n\r\n",
+                         scanned, 1000)
+                .request;
+        QCOMPARE(r.value("Prestador")->toByteArray(), "ab"_ba);
         QCOMPARE(unescape(*r.value("Content")), std::optional("Gr\xFA"
                                                               "a Norte\t01:30\t\r\n"_ba));
-        QCOMPARE(r.value("empty"), std::optional(QByteArray("")));
+        QVERIFY(r.value("empty") && r.value("empty")->isEmpty());
         QVERIFY(!r.value("k"));
         QVERIFY(!unescape("%4"));
         QVERIFY(!unescape("%G0"));
@@ -286,7 +289,7 @@ private slots:
         a.abort();
         b.abort();
         // Both places and their bytes are free again.
-        QTRY_VERIFY(get(port, "/?" + QByteArray(900, 'c')).startsWith("HTTP/1.0 200"));
+        QTRY_VERIFY(get(port, "/?" + QByteArray(600, 'c')).startsWith("HTTP/1.0 200"));
     }
 
     void silentAndTricklingClientsAreClosed()
