@@ -42,7 +42,10 @@ struct Message
 
     // The prefix's nickname: what stands before '!' or '@'.
     QByteArray nick() const;
-    QByteArray param(qsizetype i) const { return i < params.size() ? params[i] : QByteArray(); }
+    QByteArray param(qsizetype i) const
+    {
+        return i >= 0 && i < params.size() ? params[i] : QByteArray();
+    }
 };
 
 // Splits one line; nothing for a line with no command (empty, blanks only,
