@@ -14,15 +14,12 @@ class IrcServer
 {
 public:
     enum Kind { Ngircd, InspIRCd };
-    explicit IrcServer(Kind kind) : m_kind(kind) {}
+    explicit IrcServer(Kind kind)
+        : m_kind(kind), m_program(kind == Ngircd ? QStringLiteral("/usr/sbin/ngircd")
+                                                 : QStringLiteral("/usr/sbin/inspircd"))
+    {}
 
-    // Empty when the package is not installed.
-    static QString program(Kind kind)
-    {
-        const QString path = kind == Ngircd ? QStringLiteral("/usr/sbin/ngircd")
-                                            : QStringLiteral("/usr/sbin/inspircd");
-        return QFile::exists(path) ? path : QString();
-    }
+    bool installed() const { return QFile::exists(m_program); }
 
     // accepting() says when it takes connections.
     bool start()
@@ -43,7 +40,7 @@ public:
         motd.close();
         file.close();
         m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_process.start(program(m_kind),
+        m_process.start(m_program,
                         m_kind == Ngircd
                             ? QStringList{QStringLiteral("-n"), QStringLiteral("-f"), conf}
                             : QStringList{QStringLiteral("--nofork"), QStringLiteral("--runasroot"),
@@ -73,6 +70,7 @@ private:
         "<pid file=\"%2/pid\">\n<path configdir=\"%2\" datadir=\"%2\" logdir=\"%2\">\n";
 
     Kind m_kind;
+    QString m_program;
     QTemporaryDir m_dir;
     QProcess m_process;
     quint16 m_port = 0;
