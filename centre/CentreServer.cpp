@@ -160,9 +160,11 @@ QByteArray CentreServer::keepAliveReply(const HttpRequest &r, const QHostAddress
         return reply(400, "Bad Request", "R:ERROR comando desconocido\r\n" + kEnd);
     // The domain travels as it is, not escaped.
     const QByteArray domain = r.value("DOMAINNAME").value_or(QByteArrayView()).toByteArray();
+    if (!CentreStore::isDomain(domain))
+        return reply(400, "Bad Request", "R:ERROR dominio no valido\r\n" + kEnd);
     if (!m_store.keepAlive(domain, u"http"_s, peer.toString(), r.head().toByteArray(),
                            QDateTime::currentDateTime()))
-        return reply(400, "Bad Request", "R:ERROR dominio no valido\r\n" + kEnd);
+        return reply(500, "Internal Server Error", "R:ERROR no se pudo guardar\r\n" + kEnd);
     if (m_options.failKeepAlives)
         return reply(503, "Service Unavailable", "R:ERROR servicio detenido\r\n" + kEnd);
     return reply(200, "OK", "R:OK Lumaris\r\n" + kEnd);

@@ -56,7 +56,8 @@ public:
     // A link that says nothing for `idleMs` is asked for a PONG; without one
     // within `answerMs` more it counts as dead and is dropped.
     void setLinkCheck(int idleMs, int answerMs);
-    // Once a minute unless told otherwise.
+    // How often the dropped items are counted in the log: once a minute
+    // unless told otherwise.
     void setReportInterval(int ms) { m_report.setInterval(ms); }
 
 signals:
