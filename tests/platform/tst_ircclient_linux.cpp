@@ -37,10 +37,11 @@ private slots:
         QFETCH_GLOBAL(int, kind);
         m_server = std::make_unique<test::IrcServer>(test::IrcServer::Kind(kind));
         if (!m_server->installed()) {
+            const QByteArray why = m_server->program().toUtf8() + " is not installed";
             // CI installs both: there a missing one is a failure, not a skip.
             if (qEnvironmentVariable("CI") == u"true")
-                QFAIL("the chat server is not installed");
-            QSKIP("the chat server is not installed (scripts/install-deps installs it)");
+                QFAIL(why.constData());
+            QSKIP(QByteArray(why + " (scripts/install-deps installs it)").constData());
         }
         QVERIFY(m_server->start());
         QTRY_VERIFY_WITH_TIMEOUT(m_server->accepting(), 10000);

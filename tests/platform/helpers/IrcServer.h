@@ -19,6 +19,7 @@ public:
                                                  : QStringLiteral("/usr/sbin/inspircd"))
     {}
 
+    QString program() const { return m_program; }
     bool installed() const { return QFile::exists(m_program); }
 
     // accepting() says when it takes connections.
