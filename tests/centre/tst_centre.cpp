@@ -67,7 +67,7 @@ private slots:
         QTest::addColumn<QByteArray>("raw");
         QTest::addColumn<int>("kind");
         QTest::addColumn<QByteArray>("fields"); // of a whole request
-        const QByteArray post = "POST /ox/x.cgi HTTP/1.0\r\nContent-Length: 7\r\n\r\n";
+        const QByteArray post = "POST /ox/x.cgi HTTP/1.0\r\nContent-Length:7\r\n\r\n";
         QTest::newRow("the agent's keep-alive")
             << "GET /DynIP?CMD=KEEPALIVE&&DOMAINNAME=prov1 HTTP/1.0\r\nAccept: text/plain\r\n\r\n"_ba
             << int(ParsedRequest::Complete) << "CMD=KEEPALIVE&&DOMAINNAME=prov1"_ba;
@@ -83,6 +83,10 @@ private slots:
                                     << int(ParsedRequest::Malformed) << QByteArray();
         QTest::newRow("body over the limit") << "POST / HTTP/1.0\r\nContent-Length: 1000\r\n\r\n"_ba
                                              << int(ParsedRequest::TooLarge) << QByteArray();
+        QTest::newRow("line at the limit")
+            << "GET /" + QByteArray(995, 'a') << int(ParsedRequest::NeedMore) << QByteArray();
+        QTest::newRow("no request line")
+            << "\r\n\r\n"_ba << int(ParsedRequest::Malformed) << QByteArray();
         QTest::newRow("line over the limit")
             << "GET /" + QByteArray(1100, 'a') << int(ParsedRequest::TooLarge) << QByteArray();
         QTest::newRow("not HTTP") << "HELO centro\r\n\r\n"_ba << int(ParsedRequest::Malformed)
@@ -227,7 +231,7 @@ private slots:
         for (const QByteArray pc : {"PC%2D1", "PC2"}) {
             const QByteArray back =
                 get(p.home, "/ox/downloadconfiguration.cgi?empresa=Gr%FAa+Sur&pcname=" + pc);
-            QVERIFY(back.contains(length));
+            QVERIFY(back.startsWith("HTTP/1.0 200 OK\r\n") && back.contains(length));
             QCOMPARE(body(back), archive);
         }
         QVERIFY(get(p.home, "/ox/downloadconfiguration.cgi?empresa=X&pcname=Y")
@@ -261,10 +265,17 @@ private slots:
         QCOMPARE(body(file("bin%5CTool%2Eexe", "2%2E0%2E0%2E0")), "OK"_ba);
         QCOMPARE(body(file("Ayuda%2Ehlp", "0%2E0%2E0%2E0")), "ayuda sin version"_ba);
         const QByteArray cut = file("Grande%2Edat", "0%2E0%2E0%2E0");
-        QVERIFY(cut.contains("Content-length: 1000\r\n"));
+        QVERIFY(cut.startsWith("HTTP/1.0 200 OK\r\n") && cut.contains("Content-length: 1000\r\n"));
         QCOMPARE(body(cut).size(), 500);
         QCOMPARE(body(file("..%2FOrvex%2Eini", "0")), "NO"_ba);          // only listed names
         QVERIFY(get(p.home, "/pkzip25.exe").startsWith("HTTP/1.0 404")); // none configured
+        // What was asked for, counted by path: the status pages and unknown paths are not.
+        get(p.home, "/nada");
+        const QJsonObject served = QJsonDocument::fromJson(body(get(p.home, "/status.json")))
+                                       .object()[u"served"_s]
+                                       .toObject();
+        QCOMPARE(served.keys(), (QStringList{u"/ox/updategetfile.cgi"_s,
+                                             u"/ox/updatelistfiles.cgi"_s, u"/pkzip25.exe"_s}));
     }
 
     void connectionsAndBufferedBytesAreCapped()
