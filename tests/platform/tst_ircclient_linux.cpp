@@ -2,6 +2,7 @@
 #include "helpers/IrcServer.h"
 #include "platform/IrcClient.h"
 
+#include <QSignalSpy>
 #include <QtTest>
 
 using namespace orvex;
@@ -180,6 +181,17 @@ private slots:
         QTRY_COMPARE(dropped(), 200);
         const QStringList items = m_client->takeReceived();
         QVERIFY(items.size() == IrcClient::kMaxWaiting && items[0].endsWith(u"\t200\tprov1"_s));
+    }
+
+    void aRefusedConnectionIsNoLink()
+    {
+        test::MessageLog log("orvex.chat");
+        const quint16 port = m_server.serverPort();
+        m_server.close();
+        const auto refused = client(port);
+        QSignalSpy changes(refused.get(), &IrcClient::connectedChanged);
+        QTRY_VERIFY(log.contains(u"refused"_s));
+        QVERIFY(changes.isEmpty() && !refused->isConnected());
     }
 
     void aSilentLinkIsAskedThenDroppedAndConnectedAgain()
