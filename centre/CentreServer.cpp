@@ -7,23 +7,17 @@
 #include <QJsonDocument>
 #include <QLoggingCategory>
 #include <QTcpSocket>
-#include <QTimer>
 
 #include <cstdio>
-
-Q_LOGGING_CATEGORY(lcCentre, "orvex.centre")
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace orvex::centre {
 namespace {
 
-// The agent stops reading at this line, or when the connection closes.
-const QByteArray kEnd = ".END.\r\n";
-
 QByteArray field(const HttpRequest &r, QByteArrayView key)
 {
-    return unescape(r.queryValue(key).value_or(QByteArray())).value_or(QByteArray());
+    return unescape(r.value(key).value_or(QByteArrayView())).value_or(QByteArray());
 }
 
 // "a.b.c.d" as four numbers; missing parts are 0.
@@ -42,16 +36,6 @@ QString htmlEscaped(const QString &text)
 }
 
 } // namespace
-
-// "Content-length" as the centre spells it: the agent's client looks for
-// that spelling to show how far a transfer got (HTTP does not mind).
-QByteArray reply(int status, const QByteArray &reason, const QByteArray &body,
-                 const QByteArray &type)
-{
-    return "HTTP/1.0 " + QByteArray::number(status) + ' ' + reason + "\r\nContent-Type: " + type +
-           "\r\nContent-length: " + QByteArray::number(body.size()) +
-           "\r\nConnection: close\r\n\r\n" + body;
-}
 
 CentreServer::CentreServer(CentreOptions options, QObject *parent)
     : QObject(parent), m_options(std::move(options)), m_store(m_options.dataFolder)
@@ -97,60 +81,18 @@ CentreServer::Ports CentreServer::ports() const
 
 void CentreServer::accept(QTcpServer &server)
 {
-    while (QTcpSocket *socket = server.nextPendingConnection())
-        serve(socket);
-}
-
-void CentreServer::serve(QTcpSocket *socket)
-{
-    // Each connection carries one request; what it sent so far, and how far
-    // its request line was already searched.
-    struct Pending
-    {
-        QByteArray buffer;
-        qsizetype scanned = 0;
-        bool answered = false;
-    };
-    auto pending = std::make_shared<Pending>();
-    auto *idle = new QTimer(socket);
-    idle->setSingleShot(true);
-    idle->start(m_options.idleMs);
-    connect(idle, &QTimer::timeout, socket, [socket] { socket->abort(); });
-    connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
-    connect(socket, &QTcpSocket::readyRead, this, [this, socket, pending, idle] {
-        if (pending->answered) {
-            socket->readAll();
-            return;
+    while (QTcpSocket *socket = server.nextPendingConnection()) {
+        if (m_admission.open()) {
+            new Connection(
+                socket, m_options.limits, m_admission,
+                [this](const HttpRequest &r, const QHostAddress &peer) { return answer(r, peer); });
+            continue;
         }
-        pending->buffer += socket->readAll();
-        idle->start();
-        const ParsedRequest parsed = parseRequest(pending->buffer, pending->scanned);
-        QByteArray out;
-        switch (parsed.kind) {
-        case ParsedRequest::NeedMore:
-            return;
-        case ParsedRequest::Malformed:
-            out = reply(400, "Bad Request", "R:ERROR pedido mal formado\r\n" + kEnd);
-            break;
-        case ParsedRequest::TooLarge:
-            out = reply(413, "Too Large", "R:ERROR pedido demasiado grande\r\n" + kEnd);
-            break;
-        case ParsedRequest::Complete: {
-            HttpRequest request = parsed.request;
-            // Keep-alives are short: their exact bytes are kept for support.
-            if (request.target.startsWith("/DynIP"))
-                request.head = pending->buffer.first(parsed.consumed);
-            out = answer(request, socket->peerAddress());
-            break;
-        } break;
-        }
-        pending->answered = true;
-        pending->buffer.clear();
-        pending->buffer.squeeze();
-        socket->write(out);
-        // HTTP/1.0: the reply ends where the connection does.
+        qCInfo(lcCentre) << "refused: already" << m_options.limits.maxConnections << "connections";
+        connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+        socket->write(reply(503, "Service Unavailable", "R:ERROR centro ocupado\r\n" + kEnd));
         socket->disconnectFromHost();
-    });
+    }
 }
 
 void CentreServer::readDatagrams()
@@ -162,18 +104,33 @@ void CentreServer::readDatagrams()
         if (n <= 0)
             continue;
         data.truncate(n);
-        // A "V1" keep-alive is the domain and nothing else.
-        m_store.keepAlive(data, u"udp"_s, from.toString(), data, QDateTime::currentDateTime());
+        // A "V1" keep-alive is the domain and nothing else: anything else
+        // that comes to the port is no provider.
+        if (!m_store.keepAlive(data, u"udp"_s, from.toString(), data, QDateTime::currentDateTime()))
+            qCDebug(lcCentre).noquote() << "datagram from" << from.toString() << "ignored";
     }
 }
 
 QByteArray CentreServer::answer(const HttpRequest &r, const QHostAddress &peer)
 {
-    if (r.method != "GET")
-        return reply(405, "Method Not Allowed", "R:ERROR solo GET\r\n" + kEnd);
-    const QByteArray path = r.path();
+    // The fields come in the query of a GET or, from a client whose GET a
+    // web server refused for its length, as a form POST.
+    if (r.method == "POST" && !r.isForm())
+        return reply(415, "Unsupported Media Type", "R:ERROR solo formularios\r\n" + kEnd);
+    if (r.method != "GET" && r.method != "POST")
+        return reply(405, "Method Not Allowed", "R:ERROR solo GET o POST\r\n" + kEnd);
+    std::optional<QByteArray> out = route(r, peer);
+    if (!out)
+        return reply(404, "Not Found", "R:ERROR no existe\r\n" + kEnd);
+    const QByteArrayView path = r.path();
     if (path != "/status.json" && path != "/")
         ++m_served[QString::fromLatin1(path)];
+    return *out;
+}
+
+std::optional<QByteArray> CentreServer::route(const HttpRequest &r, const QHostAddress &peer)
+{
+    const QByteArrayView path = r.path();
     if (path == "/DynIP")
         return keepAliveReply(r, peer);
     if (path == "/ox//demoras.cgi" || path == "/ox/demoras.cgi")
@@ -194,20 +151,20 @@ QByteArray CentreServer::answer(const HttpRequest &r, const QHostAddress &peer)
         return reply(200, "OK", statusJson(), "application/json");
     if (path == "/")
         return reply(200, "OK", statusPage(), "text/html; charset=utf-8");
-    return reply(404, "Not Found", "R:ERROR no existe\r\n" + kEnd);
+    return std::nullopt;
 }
 
 QByteArray CentreServer::keepAliveReply(const HttpRequest &r, const QHostAddress &peer)
 {
-    if (r.queryValue("CMD") != "KEEPALIVE")
+    if (r.value("CMD") != "KEEPALIVE")
         return reply(400, "Bad Request", "R:ERROR comando desconocido\r\n" + kEnd);
     // The domain travels as it is, not escaped.
-    const QByteArray domain = r.queryValue("DOMAINNAME").value_or(QByteArray());
-    if (domain.isEmpty())
-        return reply(400, "Bad Request", "R:ERROR falta el dominio\r\n" + kEnd);
-    m_store.keepAlive(domain, u"http"_s, peer.toString(),
-                      r.head.isEmpty() ? r.method + ' ' + r.target + ' ' + r.version : r.head,
-                      QDateTime::currentDateTime());
+    const QByteArray domain = r.value("DOMAINNAME").value_or(QByteArrayView()).toByteArray();
+    if (!CentreStore::isDomain(domain))
+        return reply(400, "Bad Request", "R:ERROR dominio no valido\r\n" + kEnd);
+    if (!m_store.keepAlive(domain, u"http"_s, peer.toString(), r.head().toByteArray(),
+                           QDateTime::currentDateTime()))
+        return reply(500, "Internal Server Error", "R:ERROR no se pudo guardar\r\n" + kEnd);
     if (m_options.failKeepAlives)
         return reply(503, "Service Unavailable", "R:ERROR servicio detenido\r\n" + kEnd);
     return reply(200, "OK", "R:OK Lumaris\r\n" + kEnd);
@@ -216,18 +173,17 @@ QByteArray CentreServer::keepAliveReply(const HttpRequest &r, const QHostAddress
 QByteArray CentreServer::delaysReply(const HttpRequest &r)
 {
     // The provider's name comes as it is (lower case), the text escaped.
-    const QByteArray provider = r.queryValue("Prestador").value_or(QByteArray());
-    const std::optional<QByteArray> text = unescape(r.queryValue("Content").value_or("x%"));
-    if (provider.isEmpty() || !text)
+    const QByteArray provider = r.value("Prestador").value_or(QByteArrayView()).toByteArray();
+    const std::optional<QByteArray> text = unescape(r.value("Content").value_or("x%"));
+    if (!text || !m_store.delays(provider, *text, QDateTime::currentDateTime()))
         return reply(400, "Bad Request", "R:ERROR demoras ilegibles\r\n" + kEnd);
-    m_store.delays(provider, *text, QDateTime::currentDateTime());
     return reply(200, "OK", "R:OK\r\n" + kEnd);
 }
 
 QByteArray CentreServer::uploadReply(const HttpRequest &r)
 {
     const QByteArray company = field(r, "empresa"), computer = field(r, "pcname");
-    const std::optional<QByteArray> archive = unescape(r.queryValue("content").value_or("x%"));
+    const std::optional<QByteArray> archive = unescape(r.value("content").value_or("x%"));
     if (!archive || archive->isEmpty() || computer.isEmpty())
         return reply(400, "Bad Request", "R:ERROR sin archivo\r\n" + kEnd);
     if (!m_store.storeConfiguration(company, computer, *archive))
@@ -288,7 +244,7 @@ QByteArray CentreServer::controlReply(const HttpRequest &r, const QHostAddress &
     // Only this machine may switch the centre's behaviour.
     if (!peer.isLoopback())
         return reply(403, "Forbidden", "R:ERROR solo desde esta computadora\r\n" + kEnd);
-    const QByteArray fail = r.queryValue("fail").value_or(QByteArray());
+    const QByteArrayView fail = r.value("fail").value_or(QByteArrayView());
     if (fail != "0" && fail != "1")
         return reply(400, "Bad Request", "R:ERROR fail=0 o fail=1\r\n" + kEnd);
     m_options.failKeepAlives = fail == "1";

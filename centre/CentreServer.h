@@ -3,7 +3,7 @@
 // receives, and shows it. Every TCP port answers every path (they differ
 // only in their defaults), so any host and port the agent is given works.
 #include "centre/CentreStore.h"
-#include "centre/HttpRequest.h"
+#include "centre/Connection.h"
 
 #include <QHostAddress>
 #include <QMap>
@@ -14,8 +14,6 @@
 
 #include <memory>
 #include <vector>
-
-class QTcpSocket;
 
 namespace orvex::centre {
 
@@ -34,8 +32,7 @@ struct CentreOptions
     bool failKeepAlives = false;
     // Update files sent short of their announced length, by name.
     QSet<QString> truncate;
-    // A connection that sends nothing for this long is closed.
-    int idleMs = 30000;
+    Limits limits;
 };
 
 class CentreServer : public QObject
@@ -60,8 +57,9 @@ public:
 
 private:
     void accept(QTcpServer &server);
-    void serve(QTcpSocket *socket);
     void readDatagrams();
+    // Nothing for a path the centre does not know.
+    std::optional<QByteArray> route(const HttpRequest &r, const QHostAddress &peer);
 
     QByteArray keepAliveReply(const HttpRequest &r, const QHostAddress &peer);
     QByteArray delaysReply(const HttpRequest &r);
@@ -78,12 +76,9 @@ private:
     CentreStore m_store;
     // Requests answered, by path: shows what a client really asked for.
     QMap<QString, int> m_served;
+    Admission m_admission{m_options.limits};
     std::vector<std::unique_ptr<QTcpServer>> m_servers; // keep-alive, delays, home
     QUdpSocket m_datagrams;
 };
-
-// A whole reply: status line, the content's type and length, and the body.
-QByteArray reply(int status, const QByteArray &reason, const QByteArray &body,
-                 const QByteArray &type = "text/plain; charset=windows-1252");
 
 } // namespace orvex::centre

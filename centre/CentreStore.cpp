@@ -8,6 +8,8 @@
 #include <QJsonDocument>
 #include <QSaveFile>
 
+#include <algorithm>
+
 using namespace Qt::Literals::StringLiterals;
 
 namespace orvex::centre {
@@ -47,6 +49,18 @@ QString CentreStore::folderName(QByteArrayView bytes)
     return out.isEmpty() ? u"%"_s : out;
 }
 
+bool CentreStore::isDomain(QByteArrayView bytes)
+{
+    if (bytes.isEmpty() || bytes.size() > 64)
+        return false;
+    return std::all_of(bytes.begin(), bytes.end(), [](char b) {
+        const auto c = static_cast<unsigned char>(b);
+        // Windows-1252 has letters from 0xC0 on, but for the two signs.
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+               c == '-' || c == '_' || c == '.' || (c >= 0xC0 && c != 0xD7 && c != 0xF7);
+    });
+}
+
 QString CentreStore::providerFolder(const QByteArray &domain) const
 {
     return m_folder + u"/providers/"_s + folderName(domain);
@@ -60,15 +74,17 @@ QJsonObject CentreStore::readState(const QByteArray &domain) const
     return QJsonDocument::fromJson(f.readAll()).object();
 }
 
-void CentreStore::writeState(const QByteArray &domain, const QJsonObject &state)
+bool CentreStore::writeState(const QByteArray &domain, const QJsonObject &state)
 {
-    writeWhole(providerFolder(domain) + u"/state.json"_s, QJsonDocument(state).toJson());
+    return writeWhole(providerFolder(domain) + u"/state.json"_s, QJsonDocument(state).toJson());
 }
 
-void CentreStore::keepAlive(const QByteArray &domain, const QString &protocol,
+bool CentreStore::keepAlive(const QByteArray &domain, const QString &protocol,
                             const QString &address, const QByteArray &request,
                             const QDateTime &when)
 {
+    if (!isDomain(domain))
+        return false;
     QJsonObject state = readState(domain);
     state[u"domain"_s] = fromAnsi(domain);
     QJsonObject keepAlives = state[u"keepalive"_s].toObject();
@@ -76,17 +92,19 @@ void CentreStore::keepAlive(const QByteArray &domain, const QString &protocol,
                                        {u"address"_s, address},
                                        {u"request"_s, fromAnsi(request)}};
     state[u"keepalive"_s] = keepAlives;
-    writeState(domain, state);
+    return writeState(domain, state);
 }
 
-void CentreStore::delays(const QByteArray &domain, const QByteArray &text, const QDateTime &when)
+bool CentreStore::delays(const QByteArray &domain, const QByteArray &text, const QDateTime &when)
 {
+    if (!isDomain(domain))
+        return false;
     writeWhole(providerFolder(domain) + u"/delays.txt"_s, text);
     QJsonObject state = readState(domain);
     state[u"domain"_s] = fromAnsi(domain);
     state[u"delays"_s] =
         QJsonObject{{u"time"_s, when.toString(Qt::ISODate)}, {u"text"_s, fromAnsi(text)}};
-    writeState(domain, state);
+    return writeState(domain, state);
 }
 
 bool CentreStore::storeConfiguration(const QByteArray &company, const QByteArray &computer,

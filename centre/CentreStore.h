@@ -21,10 +21,13 @@ class CentreStore
 public:
     explicit CentreStore(QString dataFolder);
 
-    // `protocol` is "http" or "udp"; `request` what arrived (for support).
-    void keepAlive(const QByteArray &domain, const QString &protocol, const QString &address,
+    // A provider is known by the domain its keep-alives carry; these two
+    // refuse (false) anything that is not one, so no stray request leaves a
+    // provider behind. `protocol` is "http" or "udp"; `request` what arrived
+    // (for support).
+    bool keepAlive(const QByteArray &domain, const QString &protocol, const QString &address,
                    const QByteArray &request, const QDateTime &when);
-    void delays(const QByteArray &domain, const QByteArray &text, const QDateTime &when);
+    bool delays(const QByteArray &domain, const QByteArray &text, const QDateTime &when);
     bool storeConfiguration(const QByteArray &company, const QByteArray &computer,
                             const QByteArray &archive);
     std::optional<QByteArray> configuration(const QByteArray &company,
@@ -39,11 +42,14 @@ public:
     QJsonObject providers() const;
 
     static QString folderName(QByteArrayView bytes);
+    // A plain domain name of at most 64 bytes: letters (the code page's
+    // too), digits, '-', '_' and '.'.
+    static bool isDomain(QByteArrayView bytes);
 
 private:
     QString providerFolder(const QByteArray &domain) const;
     QJsonObject readState(const QByteArray &domain) const;
-    void writeState(const QByteArray &domain, const QJsonObject &state);
+    bool writeState(const QByteArray &domain, const QJsonObject &state);
 
     QString m_folder;
 };

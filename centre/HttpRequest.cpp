@@ -1,5 +1,7 @@
 #include "centre/HttpRequest.h"
 
+#include <algorithm>
+
 namespace orvex::centre {
 namespace {
 
@@ -12,6 +14,11 @@ int hexValue(char c)
     if (c >= 'a' && c <= 'f')
         return c - 'a' + 10;
     return -1;
+}
+
+bool isDigit(char c)
+{
+    return c >= '0' && c <= '9';
 }
 
 bool isToken(QByteArrayView word)
@@ -27,75 +34,92 @@ bool isToken(QByteArrayView word)
 
 } // namespace
 
-QByteArray HttpRequest::path() const
+QByteArrayView HttpRequest::path() const
 {
-    const qsizetype q = target.indexOf('?');
-    return q < 0 ? target : target.first(q);
+    const QByteArrayView t = target();
+    const qsizetype q = t.indexOf('?');
+    return q < 0 ? t : t.first(q);
 }
 
-QByteArray HttpRequest::query() const
+QByteArrayView HttpRequest::fields() const
 {
-    const qsizetype q = target.indexOf('?');
-    return q < 0 ? QByteArray() : target.sliced(q + 1);
+    if (method == "POST")
+        return body();
+    const QByteArrayView t = target();
+    const qsizetype q = t.indexOf('?');
+    return q < 0 ? QByteArrayView() : t.sliced(q + 1);
 }
 
-std::optional<QByteArray> HttpRequest::queryValue(QByteArrayView key) const
+std::optional<QByteArrayView> HttpRequest::value(QByteArrayView key) const
 {
-    const QByteArray q = query();
+    const QByteArrayView q = fields();
     qsizetype at = 0;
     while (at <= q.size()) {
         qsizetype end = q.indexOf('&', at);
         if (end < 0)
             end = q.size();
-        const QByteArrayView pair = QByteArrayView(q).sliced(at, end - at);
+        const QByteArrayView pair = q.sliced(at, end - at);
         const qsizetype eq = pair.indexOf('=');
         if (eq >= 0 && pair.first(eq) == key)
-            return pair.sliced(eq + 1).toByteArray();
+            return pair.sliced(eq + 1);
         at = end + 1;
     }
     return std::nullopt;
 }
 
-ParsedRequest parseRequest(QByteArrayView buffer, qsizetype &scannedUpTo)
+std::optional<QByteArray> HttpRequest::header(QByteArrayView name) const
 {
+    for (const auto &[key, value] : headers) {
+        if (key.compare(name, Qt::CaseInsensitive) == 0)
+            return value;
+    }
+    return std::nullopt;
+}
+
+bool HttpRequest::isForm() const
+{
+    const QByteArray type = header("Content-Type").value_or(QByteArray());
+    return method == "POST" && type.split(';').front().trimmed().compare(
+                                   "application/x-www-form-urlencoded", Qt::CaseInsensitive) == 0;
+}
+
+ParsedRequest parseRequest(const QByteArray &received, qsizetype &scannedUpTo, qsizetype maxRequest)
+{
+    const QByteArrayView buffer(received); // looked at, never copied
     ParsedRequest out;
     // The request line: the long part of an upload, searched once only.
     const qsizetype from = std::max<qsizetype>(0, scannedUpTo - 1);
     const qsizetype lineEnd = buffer.indexOf("\r\n", from);
     if (lineEnd < 0) {
         scannedUpTo = buffer.size();
-        out.kind =
-            buffer.size() > kMaxRequestLine ? ParsedRequest::TooLarge : ParsedRequest::NeedMore;
+        out.kind = buffer.size() > maxRequest ? ParsedRequest::TooLarge : ParsedRequest::NeedMore;
         return out;
     }
-    if (lineEnd > kMaxRequestLine) {
+    scannedUpTo = lineEnd;
+    if (lineEnd > maxRequest) {
         out.kind = ParsedRequest::TooLarge;
         return out;
     }
     // The headers, up to the empty line.
     const qsizetype end = buffer.indexOf("\r\n\r\n", lineEnd);
     if (end < 0) {
-        scannedUpTo = lineEnd;
         out.kind = buffer.size() - lineEnd > kMaxHeaders ? ParsedRequest::TooLarge
                                                          : ParsedRequest::NeedMore;
         return out;
     }
-    out.consumed = end + 4;
+    out.kind = ParsedRequest::Malformed;
     const QByteArrayView line = buffer.first(lineEnd);
     const qsizetype s1 = line.indexOf(' ');
     const qsizetype s2 = s1 < 0 ? -1 : line.indexOf(' ', s1 + 1);
-    if (s1 <= 0 || s2 <= s1 + 1 || line.indexOf(' ', s2 + 1) >= 0) {
-        out.kind = ParsedRequest::Malformed;
+    if (s1 <= 0 || s2 <= s1 + 1 || line.indexOf(' ', s2 + 1) >= 0)
         return out;
-    }
     HttpRequest &r = out.request;
     r.method = line.first(s1).toByteArray();
-    r.target = line.sliced(s1 + 1, s2 - s1 - 1).toByteArray();
+    r.targetFrom = s1 + 1;
+    r.targetSize = s2 - s1 - 1;
     r.version = line.sliced(s2 + 1).toByteArray();
-    if (!isToken(r.method) || !r.target.startsWith('/') || !r.version.startsWith("HTTP/1.")) {
-        out.kind = ParsedRequest::Malformed;
+    if (!isToken(r.method) || line[s1 + 1] != '/' || !r.version.startsWith("HTTP/1."))
         return out;
-    }
     // With no headers the empty line follows the request line at once.
     QByteArrayView rest =
         end > lineEnd ? buffer.sliced(lineEnd + 2, end - lineEnd - 2) : QByteArrayView();
@@ -105,14 +129,36 @@ ParsedRequest parseRequest(QByteArrayView buffer, qsizetype &scannedUpTo)
             eol = rest.size();
         const QByteArrayView header = rest.first(eol);
         const qsizetype colon = header.indexOf(':');
-        if (colon <= 0) {
-            out.kind = ParsedRequest::Malformed;
+        if (colon <= 0)
             return out;
-        }
         r.headers.append({header.first(colon).trimmed().toByteArray(),
                           header.sliced(colon + 1).trimmed().toByteArray()});
         rest = eol + 2 <= rest.size() ? rest.sliced(eol + 2) : QByteArrayView();
     }
+    // A body is as long as its Content-Length says; HTTP/1.0 requires one
+    // on every POST (RFC 1945 7.2.2).
+    const std::optional<QByteArray> length = r.header("Content-Length");
+    qsizetype bodySize = 0;
+    if (length) {
+        bool ok = false;
+        bodySize = length->toLongLong(&ok);
+        if (!ok || bodySize < 0 || !std::all_of(length->begin(), length->end(), isDigit))
+            return out;
+    } else if (r.method == "POST") {
+        return out;
+    }
+    const qsizetype headEnd = end + 4;
+    if (bodySize > maxRequest - headEnd) {
+        out.kind = ParsedRequest::TooLarge;
+        return out;
+    }
+    if (buffer.size() - headEnd < bodySize) {
+        out.kind = ParsedRequest::NeedMore;
+        return out;
+    }
+    out.consumed = headEnd + bodySize;
+    r.raw = out.consumed == received.size() ? received : received.first(out.consumed);
+    r.headSize = headEnd;
     out.kind = ParsedRequest::Complete;
     return out;
 }

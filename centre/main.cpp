@@ -34,7 +34,29 @@ int main(int argc, char **argv)
     const QCommandLineOption fail(u"fail-keepalives"_s, u"Answer keep-alives as failed."_s);
     const QCommandLineOption truncate(
         u"truncate"_s, u"Send this update file short of its length (repeatable)."_s, u"name"_s);
-    cli.addOptions({data, listen, keepAlive, datagram, delays, home, archiver, fail, truncate});
+    const orvex::centre::Limits defaults;
+    const auto number = [](const QString &name, const QString &what, qint64 value) {
+        return QCommandLineOption(name, what + u" (default %1)."_s.arg(value), u"n"_s,
+                                  QString::number(value));
+    };
+    const QCommandLineOption connections =
+        number(u"max-connections"_s, u"Connections open at once; more are answered 503"_s,
+               defaults.maxConnections);
+    const QCommandLineOption budget =
+        number(u"memory-budget"_s,
+               u"MiB that requests still arriving may hold together; a request "
+               u"that would go over is answered 503"_s,
+               defaults.memoryBudget >> 20);
+    const QCommandLineOption request =
+        number(u"max-request"_s, u"MiB of one request; a longer one is answered 413"_s,
+               defaults.maxRequest >> 20);
+    const QCommandLineOption idle =
+        number(u"idle-seconds"_s, u"A client silent this long is closed"_s, defaults.idleMs / 1000);
+    const QCommandLineOption deadline = number(
+        u"request-seconds"_s, u"A request not whole this long after its connection is closed"_s,
+        defaults.requestMs / 1000);
+    cli.addOptions({data, listen, keepAlive, datagram, delays, home, archiver, fail, truncate,
+                    connections, budget, request, idle, deadline});
     cli.process(app);
 
     orvex::centre::CentreOptions o;
@@ -49,6 +71,25 @@ int main(int argc, char **argv)
     o.failKeepAlives = cli.isSet(fail);
     const QStringList cut = cli.values(truncate);
     o.truncate = QSet<QString>(cut.begin(), cut.end());
+    // Each limit is a whole number from 1 up to `most`.
+    bool limitsOk = true;
+    const auto limit = [&](const QCommandLineOption &option, qint64 most) {
+        bool ok = false;
+        const qint64 n = cli.value(option).toLongLong(&ok);
+        if (ok && n >= 1 && n <= most)
+            return n;
+        std::fprintf(stderr, "orvex-centre: --%s takes a number from 1 to %lld\n",
+                     qPrintable(option.names().front()), static_cast<long long>(most));
+        limitsOk = false;
+        return qint64(1);
+    };
+    o.limits.maxConnections = int(limit(connections, 100000));
+    o.limits.memoryBudget = limit(budget, qint64(1) << 20) << 20;
+    o.limits.maxRequest = limit(request, qint64(1) << 20) << 20;
+    o.limits.idleMs = int(limit(idle, 24 * 3600) * 1000);
+    o.limits.requestMs = int(limit(deadline, 24 * 3600) * 1000);
+    if (!limitsOk)
+        return 2;
 
     orvex::centre::CentreServer centre(o);
     if (!centre.start())

@@ -1,15 +1,19 @@
 #!/usr/bin/env python3
 """A person at the centre's support desk, scripted: joins a chat channel,
 waits for the provider's nickname to appear there, greets it once in a
-private message, then stays (answering PING) until it is stopped.
+private message, then stays (answering PING) until it is stopped. Lines go
+out in the agent's code page, Windows-1252.
 
-usage: support-peer.py HOST PORT NICK CHANNEL PROVIDER MESSAGE
+usage: support-peer.py HOST PORT NICK CHANNEL PROVIDER [MESSAGE]
 """
 import socket
 import sys
 import time
 
-host, port, nick, channel, provider, message = sys.argv[1:7]
+GREETING = "Buen día! Aquí soporte del centro: lo vemos en línea."
+
+host, port, nick, channel, provider = sys.argv[1:6]
+message = sys.argv[6] if len(sys.argv) > 6 else GREETING
 port = int(port)
 
 sock = None
@@ -25,7 +29,7 @@ sock.settimeout(1)
 
 
 def send(line):
-    sock.sendall(line.encode("cp1252") + b"\r\n")
+    sock.sendall(line.encode("cp1252", "replace") + b"\r\n")
 
 
 send("NICK " + nick)

@@ -13,8 +13,7 @@ namespace {
 
 constexpr int kDefaultIdleMs = 90 * 1000;
 constexpr int kDefaultAnswerMs = 30 * 1000;
-// What arrives while nobody drains it is kept up to this many items.
-constexpr qsizetype kMaxWaiting = 1000;
+constexpr int kReportMs = 60 * 1000;
 // How long an attempt to connect and register may take before a new one
 // replaces it.
 constexpr qint64 kAttemptMs = 30 * 1000;
@@ -28,9 +27,22 @@ QByteArray ansi(const QString &text)
         std::u16string_view(reinterpret_cast<const char16_t *>(text.utf16()), text.size())));
 }
 
+// Nicknames and channel names compare without case, and RFC 2812 2.2 has
+// "{}|^" as the lower case of "[]\~".
+QString nickKey(const QString &nick)
+{
+    QString key = nick.toLower();
+    for (QChar &c : key) {
+        const qsizetype upper = QStringView(u"[]\\~").indexOf(c);
+        if (upper >= 0)
+            c = u"{}|^"[upper];
+    }
+    return key;
+}
+
 bool sameNick(const QString &a, const QString &b)
 {
-    return a.compare(b, Qt::CaseInsensitive) == 0;
+    return nickKey(a) == nickKey(b);
 }
 
 // A nickname of a NAMES reply without its channel mode sign.
@@ -47,6 +59,9 @@ IrcClient::IrcClient(QObject *parent) : QObject(parent)
 {
     m_idle.setSingleShot(true);
     m_answer.setSingleShot(true);
+    m_report.setSingleShot(true);
+    m_report.setInterval(kReportMs);
+    connect(&m_report, &QTimer::timeout, this, &IrcClient::reportDropped);
     setLinkCheck(kDefaultIdleMs, kDefaultAnswerMs);
     connect(&m_socket, &QTcpSocket::connected, this, &IrcClient::onConnected);
     connect(&m_socket, &QTcpSocket::readyRead, this, &IrcClient::onReadyRead);
@@ -124,10 +139,12 @@ QStringList IrcClient::takeReceived()
 QStringList IrcClient::Nicknames() const
 {
     QStringList others;
-    for (const QString &n : m_nicknames) {
-        if (!sameNick(n, CurrentNick()))
-            others.append(n);
+    const QString own = nickKey(CurrentNick());
+    for (auto it = m_nicknames.begin(); it != m_nicknames.end(); ++it) {
+        if (it.key() != own)
+            others.append(it.value());
     }
+    others.sort(Qt::CaseInsensitive);
     return others;
 }
 
@@ -170,28 +187,18 @@ bool IrcClient::SendPrivMsg(const QString &nick, const QString &text)
                              ansi(m_userName.isEmpty() ? m_nickName : m_userName).size() + 1 +
                              kMaxHost + 1;
     const qsizetype room = std::max<qsizetype>(irc::kMaxLine - 2 - head.size() - prefix, 16);
-    // Cut between characters, never inside one of a multi-byte code page.
-    QByteArray piece;
+    // Each character on its own, so that none of a multi-byte code page is
+    // cut in two.
+    QList<QByteArray> characters;
     for (qsizetype i = 0; i < text.size();) {
         const qsizetype units =
             (text[i].isHighSurrogate() && i + 1 < text.size() && text[i + 1].isLowSurrogate()) ? 2
                                                                                                : 1;
-        const QByteArray bytes = irc::safeField(ansi(text.mid(i, units)));
-        if (piece.size() + bytes.size() > room) {
-            // Servers trim blanks at the end of a line: they start the next
-            // piece instead.
-            qsizetype keep = piece.size();
-            while (keep > 0 && piece[keep - 1] == ' ')
-                --keep;
-            if (keep == 0)
-                keep = piece.size();
-            sendLine(head + piece.first(keep));
-            piece.remove(0, keep);
-        }
-        piece += bytes;
+        characters.append(irc::safeField(ansi(text.mid(i, units))));
         i += units;
     }
-    sendLine(head + piece);
+    for (const QByteArray &piece : irc::splitText(characters, room))
+        sendLine(head + piece);
     return true;
 }
 
@@ -233,8 +240,18 @@ void IrcClient::addItem(const QStringList &fields)
     for (QString f : fields)
         clean.append(f.replace(u'\t', u' ')); // the tab separates the fields
     m_received.append(clean.join(u'\t'));
-    if (m_received.size() > kMaxWaiting)
+    if (m_received.size() > kMaxWaiting) {
         m_received.removeFirst();
+        if (m_dropped++ == 0)
+            m_report.start();
+    }
+}
+
+void IrcClient::reportDropped()
+{
+    qCInfo(lcChat).noquote() << m_dropped << "received chat items from" << m_serverHost
+                             << "dropped: nobody took them";
+    m_dropped = 0;
 }
 
 void IrcClient::handleLine(QByteArrayView line)
@@ -243,6 +260,12 @@ void IrcClient::handleLine(QByteArrayView line)
     if (!parsed)
         return;
     const irc::Message &m = *parsed;
+    if (const char *why = irc::unusable(m)) {
+        qCInfo(lcChat).noquote() << "line from" << m_serverHost << "ignored," << why << "-"
+                                 << QString::fromLatin1(
+                                        line.first(std::min<qsizetype>(line.size(), 80)));
+        return;
+    }
     // Peers write UTF-8 or their ANSI code page; a line that is valid UTF-8
     // is read as such.
     QStringDecoder probe(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
@@ -281,35 +304,32 @@ void IrcClient::handleLine(QByteArrayView line)
         const QByteArray host = m.prefix.mid(m.nick().size() + 1);
         addItem({QStringLiteral("PRIVMSG"), from, decodeField(host, utf8), text, field(0)});
     } else if (cmd == "353") {
-        if (m.params.size() >= 3 && sameNick(field(m.params.size() - 2), m_channel)) {
+        if (sameNick(field(m.params.size() - 2), m_channel)) {
             for (const QString &n : field(m.params.size() - 1).split(u' ', Qt::SkipEmptyParts)) {
                 const QString nick = withoutModeSign(n);
-                if (!nick.isEmpty() && !m_nicknames.contains(nick, Qt::CaseInsensitive))
-                    m_nicknames.append(nick);
+                if (!nick.isEmpty())
+                    m_nicknames.insert(nickKey(nick), nick);
             }
         }
     } else if (cmd == "JOIN") {
-        if (sameNick(field(0), m_channel) && !m_nicknames.contains(from, Qt::CaseInsensitive))
-            m_nicknames.append(from);
+        if (sameNick(field(0), m_channel))
+            m_nicknames.insert(nickKey(from), from);
     } else if (cmd == "PART") {
         if (sameNick(field(0), m_channel))
-            m_nicknames.removeIf([&](const QString &n) { return sameNick(n, from); });
+            m_nicknames.remove(nickKey(from));
     } else if (cmd == "KICK") {
-        if (sameNick(field(0), m_channel)) {
-            const QString kicked = field(1);
-            m_nicknames.removeIf([&](const QString &n) { return sameNick(n, kicked); });
-        }
+        if (sameNick(field(0), m_channel))
+            m_nicknames.remove(nickKey(field(1)));
     } else if (cmd == "QUIT") {
-        m_nicknames.removeIf([&](const QString &n) { return sameNick(n, from); });
+        m_nicknames.remove(nickKey(from));
     } else if (cmd == "NICK") {
         const QString renamed = field(0);
-        for (QString &n : m_nicknames) {
-            if (sameNick(n, from))
-                n = renamed;
-        }
+        if (m_nicknames.remove(nickKey(from)))
+            m_nicknames.insert(nickKey(renamed), renamed);
         if (sameNick(from, CurrentNick()))
             m_currentNick = renamed;
-    } else if (cmd.size() == 3 && std::all_of(cmd.begin(), cmd.end(), ::isdigit)) {
+    } else if (cmd.size() == 3 &&
+               std::all_of(cmd.begin(), cmd.end(), [](char c) { return c >= '0' && c <= '9'; })) {
         // Server replies: the reply's number and its last parameter.
         addItem({QStringLiteral("DATA"), decodeField(m.prefix, utf8), QString::fromLatin1(cmd),
                  field(m.params.size() - 1), field(0)});

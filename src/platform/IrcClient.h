@@ -3,6 +3,7 @@
 // private messages both ways, and the nicknames known on the channel. Nothing
 // here blocks; the socket works while events run.
 #include <QElapsedTimer>
+#include <QHash>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -43,14 +44,21 @@ public:
     virtual QString CurrentNick() const;
     // What arrived since the last call, oldest first, each as five fields
     // joined by tabs: kind ("PRIVMSG" or "DATA"), sender, a code or extra
-    // value, text, recipient.
+    // value, text, recipient. At most kMaxWaiting wait: older ones are
+    // dropped, and how many is logged once per report interval.
     virtual QStringList takeReceived();
-    // The nicknames on the channel now, this connection's own left out.
+    // The nicknames on the channel now, this connection's own left out, in
+    // alphabetical order.
     virtual QStringList Nicknames() const;
+
+    static constexpr qsizetype kMaxWaiting = 1000;
 
     // A link that says nothing for `idleMs` is asked for a PONG; without one
     // within `answerMs` more it counts as dead and is dropped.
     void setLinkCheck(int idleMs, int answerMs);
+    // How often the dropped items are counted in the log: once a minute
+    // unless told otherwise.
+    void setReportInterval(int ms) { m_report.setInterval(ms); }
 
 signals:
     void connectedChanged(bool connected);
@@ -61,6 +69,7 @@ private:
     void handleLine(QByteArrayView line);
     void sendLine(const QByteArray &line);
     void addItem(const QStringList &fields);
+    void reportDropped();
     void setRegistered(bool registered);
     QString decodeField(const QByteArray &bytes, bool utf8) const;
 
@@ -77,10 +86,13 @@ private:
     int m_nickAttempt = 0;
     QString m_currentNick;
     QStringList m_received;
-    QStringList m_nicknames;
+    qint64 m_dropped = 0; // since the last report
+    // The channel's nicknames by their case-folded form.
+    QHash<QString, QString> m_nicknames;
     QElapsedTimer m_attempt;
     QTimer m_idle;
     QTimer m_answer;
+    QTimer m_report;
 };
 
 } // namespace orvex::platform

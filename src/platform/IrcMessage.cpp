@@ -1,5 +1,7 @@
 #include "platform/IrcMessage.h"
 
+#include <algorithm>
+
 namespace orvex::platform::irc {
 
 LineCut cutLine(QByteArrayView buffer, bool skipping)
@@ -78,6 +80,34 @@ std::optional<Message> parse(QByteArrayView line)
     return m;
 }
 
+const char *unusable(const Message &m)
+{
+    struct Rule
+    {
+        QByteArrayView command;
+        qsizetype params; // the first of them not empty
+        bool sender;
+    };
+    static constexpr Rule kRules[] = {
+        {"PRIVMSG", 2, true}, {"JOIN", 1, true}, {"PART", 1, true},  {"KICK", 2, true},
+        {"NICK", 1, true},    {"QUIT", 0, true}, {"PING", 1, false}, {"353", 3, true},
+    };
+    const bool numeric =
+        m.command.size() == 3 && std::all_of(m.command.begin(), m.command.end(),
+                                             [](char c) { return c >= '0' && c <= '9'; });
+    // A numeric reply: the server, the number, and the reply's target.
+    Rule rule{{}, numeric ? 1 : 0, numeric};
+    for (const Rule &r : kRules) {
+        if (m.command == r.command)
+            rule = r;
+    }
+    if (rule.sender && m.nick().isEmpty())
+        return "no sender";
+    if (m.params.size() < rule.params || (rule.params > 0 && m.params.front().isEmpty()))
+        return "parameters missing";
+    return nullptr;
+}
+
 QByteArray safeField(QByteArray field)
 {
     for (char &c : field) {
@@ -85,6 +115,45 @@ QByteArray safeField(QByteArray field)
             c = ' ';
     }
     return field;
+}
+
+QList<QByteArray> splitText(const QList<QByteArray> &characters, qsizetype room)
+{
+    QList<QByteArray> pieces;
+    QByteArray piece;
+    // The last run of blanks in `piece`; one at its very start is no place
+    // to cut (the piece would be empty).
+    qsizetype runFrom = -1, runTo = -1;
+    bool atCut = false; // the blanks of a cut are left out
+    for (const QByteArray &c : characters) {
+        const bool blank = c == " ";
+        if (blank && atCut)
+            continue;
+        atCut = false;
+        if (!piece.isEmpty() && piece.size() + c.size() > room) {
+            if (blank) { // the cut is here
+                pieces.append(runFrom > 0 && runTo == piece.size() ? piece.first(runFrom) : piece);
+                piece.clear();
+            } else if (runFrom > 0) {
+                pieces.append(piece.first(runFrom));
+                piece.remove(0, runTo);
+            } else {
+                pieces.append(std::exchange(piece, {}));
+            }
+            runFrom = runTo = -1;
+            atCut = blank;
+            if (blank)
+                continue;
+        }
+        if (blank && runTo != piece.size())
+            runFrom = runTo = piece.size();
+        if (blank)
+            ++runTo;
+        piece += c;
+    }
+    if (!piece.isEmpty())
+        pieces.append(piece);
+    return pieces;
 }
 
 } // namespace orvex::platform::irc

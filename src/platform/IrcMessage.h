@@ -42,15 +42,30 @@ struct Message
 
     // The prefix's nickname: what stands before '!' or '@'.
     QByteArray nick() const;
-    QByteArray param(qsizetype i) const { return i < params.size() ? params[i] : QByteArray(); }
+    QByteArray param(qsizetype i) const
+    {
+        return i >= 0 && i < params.size() ? params[i] : QByteArray();
+    }
 };
 
 // Splits one line; nothing for a line with no command (empty, blanks only,
 // or a prefix alone). Tags in front are read past and dropped.
 std::optional<Message> parse(QByteArrayView line);
 
+// Why a message that parsed cannot be used, or nothing when it can: one that
+// the protocol has come from someone (a relayed message, a numeric reply)
+// needs a sender in its prefix, and each needs its parameters (RFC 2812 2.3,
+// 2.4 and section 3).
+const char *unusable(const Message &m);
+
 // A field as it may go out: CR, LF and NUL would end or break the line, so
 // they become blanks.
 QByteArray safeField(QByteArray field);
+
+// A text cut into pieces of at most `room` bytes, given as the bytes of each
+// of its characters (a character of a multi-byte code page is never cut).
+// A cut falls on the last run of blanks that fits, which is left out; a word
+// longer than a piece is cut where the piece is full.
+QList<QByteArray> splitText(const QList<QByteArray> &characters, qsizetype room);
 
 } // namespace orvex::platform::irc
