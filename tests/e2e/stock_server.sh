@@ -9,18 +9,11 @@ set -u
 if [ "${1:-}" != "--inside" ]; then
   orvex="$1"
   bin=$(cd "$(dirname "$orvex")" && pwd)
-  missing() { # what, package
-    if [ "${CI:-}" = true ]; then echo "FAIL: $1 is not installed (package $2)"; exit 1; fi
-    echo "skipped: $1 is not installed (package $2)"; exit 77
-  }
-  [ -x /usr/sbin/lighttpd ] || missing lighttpd lighttpd
-  [ -x /usr/bin/python3 ] || missing python3 python3
-  if ! unshare --net true 2>/dev/null; then
-    echo "skipped: network namespaces are not permitted here (unshare --net)"; exit 77
-  fi
+  . "$(dirname "$0")/../common/missing.sh"
+  [ -x /usr/sbin/lighttpd ] || missing "lighttpd is not installed (package lighttpd)"
+  [ -x /usr/bin/python3 ] || missing "python3 is not installed (package python3)"
+  unshare --net true 2>/dev/null || missing "network namespaces are not permitted here (unshare --net)"
   [ -x "$bin/oxzip" ] || { echo "FAIL: no oxzip beside $orvex"; exit 1; }
-  grep -q ORVEX_EXIT_AFTER_ACTIONS "$orvex" \
-    || { echo "FAIL: $orvex does not run actions from ORVEX_ACTIONS (src/app/main.cpp)"; exit 1; }
   exec unshare --net bash "$0" --inside "$orvex"
 fi
 orvex="$2"
@@ -117,17 +110,22 @@ for i in 1 2 3; do head -c 100000 /dev/urandom | base64 >"$prog/zona$i.ini"; don
 head -c 4000 /dev/urandom >"$prog/casos.dbs"
 export QT_QPA_PLATFORM=offscreen QT_LOGGING_RULES="orvex.*.info=true"
 export ORVEX_INSTANCE_KEY="orvex-e2e-stock-$$" ORVEX_ANSWER=yes ORVEX_INPUT=Ox
-run() { # log, then the environment for this run
-  local log="$1"; shift
-  env "$@" "$prog/orvex" >"$work/$log" 2>&1 &
+# Starts the agent, waits for a line of its log, then has it run the actions
+# and close, as a dispatcher would from its window and tray menu.
+run() { # log, line to wait for, actions...
+  local log="$1" ready="$2"; shift 2
+  rm -f "$work/acciones.txt"
+  ORVEX_ACTIONS_FILE="$work/acciones.txt" "$prog/orvex" >"$work/$log" 2>&1 &
   local agent=$!; pids+=("$agent")
+  wait_for 30 grep -q "$ready" "$work/$log" || fail "no '$ready' in $log"
+  printf '%s\n' "$@" 'Cerrar el programa' >"$work/acciones.txt"
   wait_for 60 sh -c "! kill -0 $agent 2>/dev/null" || fail "the agent did not end ($log)"
 }
 
 # Keep-alives and a delay upload, with the actions after them.
 printf 'Norte\t01:30\t\r\n' >"$prog/OxDemoras.txt"
-run save.log ORVEX_ACTIONS_AFTER_MS=4000 ORVEX_EXIT_AFTER_ACTIONS=1 \
-  "ORVEX_ACTIONS=Guardar configuración por Internet;Actualizar sistema por Internet"
+run save.log "delays sent to Central" \
+  "Guardar configuración por Internet" "Actualizar sistema por Internet"
 log="$work/save.log"
 grep -q "Sistema en linea" "$log" || fail "the keep-alive never gave 'Sistema en linea'"
 grep -q "delays sent to Central.*HTTP/1.0 400 Bad Request" "$log" \
@@ -147,8 +145,7 @@ cp "$prog/zona1.ini" "$work/zona1.saved"
 cp "$prog/zona2.ini" "$work/zona2.saved"
 echo cambiado >"$prog/zona1.ini"
 rm "$prog/zona2.ini"
-run restore.log ORVEX_ACTIONS_AFTER_MS=4000 ORVEX_EXIT_AFTER_ACTIONS=1 \
-  "ORVEX_ACTIONS=Recuperar configuración por Internet"
+run restore.log "Sistema en linea" "Recuperar configuración por Internet"
 grep -q "LabelAvance: Instalacion finalizada!." "$work/restore.log" || fail "the restore did not end"
 cmp -s "$prog/zona1.ini" "$work/zona1.saved" || fail "zona1.ini did not come back"
 cmp -s "$prog/zona2.ini" "$work/zona2.saved" || fail "zona2.ini did not come back"
