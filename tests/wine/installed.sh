@@ -10,7 +10,11 @@ src="$1" build="$2"
 . "$(dirname "$0")/../common/missing.sh"
 if [ "${3:-}" != "--inside" ]; then
   setup=$(ls "$src"/build/windows-cross/package/orvex-*-windows-x64-setup.exe 2>/dev/null | head -1)
-  [ -n "$setup" ] || missing "no Windows installer: scripts/package-windows builds it (scripts/test does)"
+  if [ -z "$setup" ]; then
+    [ -f "$src/build/package-windows.log" ] &&
+      { echo "--- the end of scripts/package-windows's output:"; tail -n 40 "$src/build/package-windows.log"; }
+    missing "no Windows installer: scripts/package-windows builds it (scripts/test does)"
+  fi
   for tool in wine wineserver Xvfb curl python3 x86_64-w64-mingw32-g++; do
     command -v "$tool" >/dev/null || missing "$tool is not installed (scripts/install-deps)"
   done
