@@ -43,6 +43,12 @@ Section "Orvex (necesario)" SecAgent
   SetOverwrite off
   File "${STAGE}\Orvex.ini"
   SetOverwrite on
+  ; The download and work folder: the program uses it but never makes it.
+  CreateDirectory "$INSTDIR\Instalables"
+  ; The agent writes its settings, delays and downloads in its own folder,
+  ; also when a user without administrator rights runs it (Users: modify).
+  nsExec::ExecToLog 'icacls "$INSTDIR" /grant *S-1-5-32-545:(OI)(CI)M /T /Q'
+  Pop $0
   WriteUninstaller "$INSTDIR\Desinstalar.exe"
 
   CreateDirectory "$SMPROGRAMS\Sendaro"

@@ -72,6 +72,7 @@ for f in orvex.exe oxzip.exe Qt6Core.dll Qt6Widgets.dll platforms/qwindows.dll \
   Orvex.ini Desinstalar.exe; do
   [ -f "$prog/$f" ] || fail "the installation has no $f"
 done
+[ -d "$prog/Instalables" ] || fail "the installation has no Instalables folder"
 [ -f "$menu/Sendaro/Orvex.lnk" ] || fail "no Orvex in the Start menu's Sendaro group"
 [ -z "$(find "$WINEPREFIX/drive_c" -ipath '*startup*' -name 'Orvex.lnk')" ] ||
   fail "the start-up link was made although nobody ticked it"
