@@ -18,14 +18,7 @@ namespace orvex {
 
 MaintenanceDispatcher::MaintenanceDispatcher(const ActionContext &context, Downloads &downloads)
     : m_ctx(context), m_downloads(downloads)
-{
-    // What the label shows is also logged, for unattended runs and support.
-    m_ctx.setLabelAvance = [show = m_ctx.setLabelAvance](const QString &text) {
-        qCInfo(lcActions).noquote() << "LabelAvance:" << text;
-        if (show)
-            show(text);
-    };
-}
+{}
 
 void MaintenanceDispatcher::dispatch(const QString &actionText)
 {

@@ -271,7 +271,11 @@ ActionContext wnPrincipal::actionContext()
     c.labelStatus = m_labelStatus.get();
     c.programFolder = m_ctx.programFolder;
     c.homeHost = m_servers.homeServerHost();
-    c.setLabelAvance = [this](const QString &t) { m_ui->LabelAvance->setText(t); };
+    // What the label shows is also logged, for unattended runs and support.
+    c.setLabelAvance = [this](const QString &t) {
+        qCInfo(lcStart).noquote() << "LabelAvance:" << t;
+        m_ui->LabelAvance->setText(t);
+    };
     c.enableCmdAccion = [this](bool on) { m_ui->cmdAccion->setEnabled(on); };
     c.timerScanEnabled = [this] { return m_scan->TimerScan().isActive(); };
     c.setTimerScanEnabled = [this](bool on) {

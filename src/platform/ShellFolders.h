@@ -86,7 +86,8 @@ public:
 
     // Where a group of shortcuts lives, below a base folder of the menus.
     // `relativeGroup` is the group's name as handed to the setup toolkit
-    // (".\Sendaro"). Linux puts the start-up group "Inicio" in autostart.
+    // (".\Sendaro"). The start-up group "Inicio" is the system's own: autostart on
+    // Linux, the shell's start-up folder on Windows.
     virtual std::string groupFolder(const std::string &baseFolder, const std::string &relativeGroup,
                                     bool allUsers) = 0;
     // Whether the machine-wide menus can take shortcuts from this user.

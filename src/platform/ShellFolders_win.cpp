@@ -6,6 +6,8 @@
 #include <shlobj.h>
 #include <shobjidl.h>
 
+#include <vector>
+
 namespace orvex::platform {
 namespace {
 
@@ -146,8 +148,19 @@ public:
     }
 
     std::string groupFolder(const std::string &baseFolder, const std::string &relativeGroup,
-                            bool) override
+                            bool allUsers) override
     {
+        // "Inicio" is the start-up group's name in the Spanish menus; since
+        // Windows 2000 that folder is "Startup" on disk under every language
+        // (only its shown name is translated), so the shell is asked for it.
+        std::vector<std::string> parts;
+        forEachGroupPart(relativeGroup, [&](const std::string &part) { parts.push_back(part); });
+        if (parts.size() == 1 && parts.front() == "Inicio") {
+            const FolderLookup startUp =
+                specialFolder(allUsers ? CSIDL_COMMON_STARTUP : CSIDL_STARTUP);
+            if (startUp.outcome == FolderLookup::Outcome::Found)
+                return startUp.path;
+        }
         std::string folder = withoutTrailingSeparator(baseFolder);
         forEachGroupPart(relativeGroup,
                          [&](const std::string &part) { folder += '\\' + safeFileName(part); });

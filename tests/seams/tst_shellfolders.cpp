@@ -92,14 +92,14 @@ TEST_SUITE("shellfolders")
 
     TEST_CASE("the start-up group of the Programs menu starts with the session")
     {
-        if (kWindows)
-            return; // on Windows it is just another group of the menu
         auto shell = createShellFolders();
+        const char separator = kWindows ? '\\' : '/';
         const std::string user = shell->specialFolder(csidl::StartUp).path;
         const std::string all = shell->specialFolder(csidl::CommonStartUp).path;
         const std::string programs = shell->specialFolder(csidl::Programs).path;
         CHECK(shell->groupFolder(programs, ".\\Inicio", false) == user);
         CHECK(shell->groupFolder(programs, ".\\Inicio", true) == all);
-        CHECK(shell->groupFolder(programs, ".\\Inicio\\Otro", false) == programs + "/Inicio/Otro");
+        CHECK(shell->groupFolder(programs, ".\\Inicio\\Otro", false) ==
+              programs + separator + "Inicio" + separator + "Otro");
     }
 }
