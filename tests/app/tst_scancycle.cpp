@@ -2,8 +2,8 @@
 // services and real loopback servers for the keep-alives.
 #include "app/ScanStatus.h"
 #include "chat/wnChat.h"
+#include "common/LoopbackHttpServer.h"
 #include "helpers/AgentHarness.h"
-#include "helpers/KeepAliveServer.h"
 
 #include <QListWidget>
 #include <QNetworkDatagram>
@@ -13,10 +13,13 @@
 
 using namespace orvex;
 using namespace Qt::StringLiterals;
-using Answer = test::KeepAliveServer::Answer;
 using Harness = test::AgentHarness;
+using test::Answer;
 
 namespace {
+
+const Answer kAccept = Answer::reply("HTTP/1.0 200 OK\r\n\r\nR:OK Lumaris\r\n.END.\r\n");
+const Answer kRefuse = Answer::reply("HTTP/1.0 503 Ocupado\r\n\r\nR:ERR\r\n.END.\r\n");
 
 // The support server always answers on port 9751 of the centre's host. Each
 // run takes its own loopback address for it, so that the fixed port is free.
@@ -34,10 +37,22 @@ QByteArray iniWith(const QByteArrayList &servers)
     return ini;
 }
 
-QByteArray alphaAt(const test::KeepAliveServer &alpha)
+// One "V2" server, Alpha, on loopback, and the agent over it.
+struct AlphaAgent
 {
-    return "Alpha/prov1/127.0.0.1:" + QByteArray::number(alpha.port()) + "/V2/60";
-}
+    explicit AlphaAgent(const QByteArray &seconds = "60")
+        : h(iniWith(
+                {"Alpha/prov1/127.0.0.1:" + QByteArray::number(alpha.port()) + "/V2/" + seconds}),
+            Harness::Network::Loopback)
+    {}
+    void tickAfter(int seconds)
+    {
+        h.clock.advanceSeconds(seconds);
+        h.scan().TimerScan_Timer();
+    }
+    test::LoopbackHttpServer alpha{kAccept.steps};
+    Harness h;
+};
 
 QStringList states(const ServerTable &table)
 {
@@ -54,118 +69,108 @@ class TestScanCycle : public QObject
     Q_OBJECT
 
     // The support server, on its fixed port.
-    std::unique_ptr<test::KeepAliveServer> m_centre;
+    std::unique_ptr<test::LoopbackHttpServer> m_centre;
 
 private slots:
     void init()
     {
         m_centre.reset(); // its port goes before the next takes it
-        m_centre = std::make_unique<test::KeepAliveServer>(centreAddress(), 9751);
+        m_centre = std::make_unique<test::LoopbackHttpServer>(centreAddress(), 9751);
+        m_centre->otherwise = kAccept;
         if (!m_centre->isListening())
             QSKIP("port 9751 of the test's loopback address is taken");
     }
 
+    // One tick over every kind of server: "V2" accepted, "V1" datagrams, an
+    // unknown version.
     void firstTickJudgesEveryServer()
     {
-        test::KeepAliveServer alpha;
-        QTcpServer gone;
-        QVERIFY(gone.listen(QHostAddress::LocalHost));
-        const QByteArray closedPort = QByteArray::number(gone.serverPort());
-        gone.close();
+        test::LoopbackHttpServer alpha(kAccept.steps);
         QUdpSocket gama;
         QVERIFY(gama.bind(QHostAddress::LocalHost, 0));
-        Harness h(iniWith({alphaAt(alpha), "Beta/prov1/127.0.0.2:" + closedPort + "/V2/60",
-                           "Gama/Gr\xFA" "a/127.0.0.1:" + QByteArray::number(gama.localPort()) + "/V1",
+        Harness h(iniWith({"Alpha/prov1/127.0.0.1:" + QByteArray::number(alpha.port()) + "/V2",
+                           "Gama/Gr\xFA"
+                           "a/127.0.0.1:" +
+                               QByteArray::number(gama.localPort()) + "/V1",
                            "Delta/prov2/127.0.0.3:1/V3/60"}),
                   Harness::Network::Loopback);
-        h.probes.pinger.answering[test::ipv4(127, 0, 0, 2)] = true; // Beta's host is up
         QSignalSpy judged(&h.scan(), &ScanCycle::serverJudged);
         QList<qint32> overall;
         QObject::connect(&h.scan(), &ScanCycle::statusJudged,
                          [&](const ScanStatus &s) { overall << s.overall; });
         h.scan().TimerScan_Timer();
 
-        QCOMPARE(states(h.table()), (QStringList{u"Sendaro=3"_s, u"Alpha=3"_s, u"Beta=2"_s,
-                                                 u"Gama=3"_s, u"Delta=1"_s}));
-        QCOMPARE(judged.size(), 5);
+        QCOMPARE(states(h.table()),
+                 (QStringList{u"Sendaro=3"_s, u"Alpha=3"_s, u"Gama=3"_s, u"Delta=1"_s}));
+        QCOMPARE(judged.size(), 4);
         // The support server's keep-alive carries the last entry's domain.
         QCOMPARE(m_centre->requests.size(), 1);
         QVERIFY(m_centre->requests[0].startsWith("GET /DynIP?CMD=KEEPALIVE&&DOMAINNAME=prov2&&"));
         QCOMPARE(alpha.requests.size(), 1);
-        QTRY_VERIFY(gama.hasPendingDatagrams());
         // A "V1" keep-alive is one datagram: the domain's ANSI bytes.
+        QTRY_VERIFY(gama.hasPendingDatagrams());
         QCOMPARE(gama.receiveDatagram().data(), QByteArray("Gr\xFA"
                                                            "a"));
-        // Pings only after failures: Beta's and Delta's hosts.
-        QCOMPARE(h.probes.pinger.sent,
-                 (std::vector<std::uint32_t>{test::ipv4(127, 0, 0, 2), test::ipv4(127, 0, 0, 3)}));
+        // Pings only after failures: Delta's host.
+        QCOMPARE(h.probes.pinger.sent, std::vector<std::uint32_t>{test::ipv4(127, 0, 0, 3)});
         // The lowest state rules; the first judgement of a server is a change.
         QCOMPARE(overall, QList<qint32>{1});
         QCOMPARE(h.sound.played,
                  QStringList{h.folder.path() + u"/resources/orvex_problemared.wav*1"_s});
-        const DynIpServer &beta = h.table().servers()[2];
-        QCOMPARE(beta.LastFailure, u"sin respuesta"_s);
-        QCOMPARE(beta.NextKeepAlive, beta.LastAttempt.addSecs(60));
-        QCOMPARE(h.table().servers()[4].LastFailure, u"Ping failed to complete, error = 11010"_s);
+        const DynIpServer &delta = h.table().servers()[3];
+        QCOMPARE(delta.LastFailure, u"Ping failed to complete, error = 11010"_s);
+        QCOMPARE(delta.NextKeepAlive, delta.LastAttempt.addSecs(60));
     }
 
+    // The warning sounds when a state moves, either way, and only then.
     void warningSoundsOnlyWhenAStateMoves()
     {
-        test::KeepAliveServer alpha;
-        Harness h(iniWith({alphaAt(alpha)}), Harness::Network::Loopback);
-        const auto tickAfter = [&](int seconds) {
-            h.clock.advanceSeconds(seconds);
-            h.scan().TimerScan_Timer();
-        };
-        tickAfter(0);
-        QCOMPARE(h.sound.played.size(), 1); // not tried -> on line is a change
-        tickAfter(60);
-        QCOMPARE(alpha.requests.size(), 2);
-        QCOMPARE(h.sound.played.size(), 1); // the same again: silence
-        alpha.answer = Answer::Refuse;      // its host does not answer pings either
-        tickAfter(60);
-        QCOMPARE(states(h.table()), (QStringList{u"Sendaro=3"_s, u"Alpha=1"_s}));
-        QCOMPARE(h.sound.played.size(), 2);
-        alpha.answer = Answer::Accept;
-        tickAfter(60);
-        QCOMPARE(h.sound.played.size(), 3); // recovering is a change too
+        AlphaAgent a;
+        a.tickAfter(0);
+        QCOMPARE(a.h.sound.played.size(), 1); // not tried -> on line is a change
+        a.tickAfter(60);
+        QCOMPARE(a.alpha.requests.size(), 2);
+        QCOMPARE(a.h.sound.played.size(), 1);
+        a.alpha.otherwise = kRefuse; // its host does not answer pings either
+        a.tickAfter(60);
+        QCOMPARE(states(a.h.table()), (QStringList{u"Sendaro=3"_s, u"Alpha=1"_s}));
+        QCOMPARE(a.h.sound.played.size(), 2);
+        a.alpha.otherwise = kAccept;
+        a.tickAfter(60);
+        QCOMPARE(a.h.sound.played.size(), 3);
     }
 
     // "Check now" sends to every server at once but the support one, which
     // keeps its 900-second rhythm.
     void checkNowLeavesTheSupportServersRhythm()
     {
-        test::KeepAliveServer alpha;
-        Harness h(iniWith({alphaAt(alpha)}), Harness::Network::Loopback);
-        h.scan().TimerScan_Timer();
-        h.clock.advanceSeconds(30);
-        h.scan().checkNow();
-        QCOMPARE(alpha.requests.size(), 2);
+        AlphaAgent a;
+        a.tickAfter(0);
+        a.h.clock.advanceSeconds(30);
+        a.h.scan().checkNow();
+        QCOMPARE(a.alpha.requests.size(), 2);
         QCOMPARE(m_centre->requests.size(), 1);
-        h.clock.advanceSeconds(868); // the sends themselves took their settle pauses
-        h.scan().TimerScan_Timer();
+        a.tickAfter(868); // the sends themselves took their settle pauses
         QCOMPARE(m_centre->requests.size(), 1);
-        h.clock.advanceSeconds(2);
-        h.scan().TimerScan_Timer();
+        a.tickAfter(2);
         QCOMPARE(m_centre->requests.size(), 2);
     }
 
+    // A timer tick while a keep-alive waits must not send again.
     void aTickArrivingMidTickReturnsAtOnce()
     {
-        test::KeepAliveServer alpha;
-        alpha.delayMs = 100;
-        Harness h(iniWith({alphaAt(alpha)}), Harness::Network::Loopback);
+        AlphaAgent a;
+        a.alpha.otherwise = Answer().pause(100).send(kAccept.steps[0].bytes).close();
         bool nestedRan = false;
         QTimer::singleShot(10, [&] {
-            QVERIFY(h.scan().busy());
-            h.clock.advanceSeconds(60); // would make Alpha due again
-            h.scan().TimerScan_Timer();
+            QVERIFY(a.h.scan().busy());
+            a.tickAfter(60); // would make Alpha due again
             nestedRan = true;
         });
-        h.scan().TimerScan_Timer();
+        a.h.scan().TimerScan_Timer();
         QVERIFY(nestedRan);
-        QCOMPARE(alpha.requests.size(), 1);
-        QVERIFY(!h.scan().busy());
+        QCOMPARE(a.alpha.requests.size(), 1);
+        QVERIFY(!a.h.scan().busy());
     }
 
     // A server on line gets its chat connected; one that does not connect
@@ -173,28 +178,20 @@ private slots:
     // 5 minutes; success starts the count anew. Off line, nothing is tried.
     void theChatReconnectsOnlyToAServerOnLineBackingOff()
     {
-        test::KeepAliveServer alpha;
-        Harness h(
-            iniWith({"Alpha/prov1/127.0.0.1:" + QByteArray::number(alpha.port()) + "/V2/30000"}),
-            Harness::Network::Loopback);
-        h.scan();
-        test::FakeIrcClient &chat = *h.chats[0], &support = *h.chats[1];
+        AlphaAgent a("30000");
+        a.h.scan();
+        test::FakeIrcClient &chat = *a.h.chats[0];
         const auto connectsAfter = [&](int seconds) {
-            h.clock.advanceSeconds(seconds);
-            h.scan().TimerScan_Timer();
+            a.tickAfter(seconds);
             return chat.connects;
         };
         QCOMPARE(connectsAfter(0), 1);
         QCOMPARE(chat.ServerHost(), u"127.0.0.1"_s);
         QCOMPARE(chat.Port(), quint16(9744));
-        QCOMPARE(support.connects, 1);
-        QCOMPARE(connectsAfter(1), 1); // not yet
-        QCOMPARE(connectsAfter(4), 2); // 5 s after the first
-        QCOMPARE(connectsAfter(5), 3); // then 5, 10, 20, ...
-        QCOMPARE(connectsAfter(9), 3);
-        QCOMPARE(connectsAfter(1), 4);
-        // Each wait doubles, and none is longer than 5 minutes.
-        for (int i = 0; i < 8; ++i)
+        QCOMPARE(a.h.chats[1]->connects, 1); // the support server's
+        for (const auto &[seconds, connects] : {std::pair{1, 1}, {4, 2}, {5, 3}, {9, 3}, {1, 4}})
+            QCOMPARE(connectsAfter(seconds), connects);
+        for (int i = 0; i < 8; ++i) // each wait doubles, none longer than 5 minutes
             QCOMPARE(connectsAfter(301), 5 + i);
         QCOMPARE(connectsAfter(299), 12);
         QCOMPARE(connectsAfter(2), 13);
@@ -202,10 +199,9 @@ private slots:
         QCOMPARE(connectsAfter(1), 13); // a connected client is left alone
         chat.connected = false;
         QCOMPARE(connectsAfter(1), 14); // lost: asked again at once
-        alpha.answer = Answer::Refuse;
-        chat.connected = false;
-        h.scan().checkNow();
-        QCOMPARE(connectsAfter(600), 14); // off line: nothing is done
+        a.alpha.otherwise = kRefuse;
+        a.h.scan().checkNow();
+        QCOMPARE(connectsAfter(600), 14);
     }
 
     void chatPumpRoutesPrivateMessagesToTheirWindows()
@@ -219,23 +215,21 @@ private slots:
         support.items = {u"PRIVMSG\tsoporte1\t~s@h\tDesde soporte\tprov1"_s,
                          u"PRIVMSG\tSoporte\t\tAviso\tprov1"_s, u"NOTICE\tx\t\ty\tz"_s};
         h.scan().TimerScan_Timer();
-        // One window per server and nickname; the support chat is reused.
-        QStringList tags, captions;
-        for (const auto &w : h.router().windows()) {
-            tags << w->Tag();
-            captions << w->windowTitle();
-        }
-        // Element 0, the support server, is drained first.
-        QCOMPARE(tags, (QStringList{u"0\\Soporte"_s, u"0\\soporte1"_s, u"1\\soporte1"_s}));
-        QCOMPARE(captions, (QStringList{u"Soporte(Lumaris)"_s, u"soporte1(Sendaro)"_s,
-                                        u"soporte1(Alpha)"_s}));
+        // One window per server and nickname, the support server's drained
+        // first; its "Soporte" window is reused.
+        QStringList windows;
+        for (const auto &w : h.router().windows())
+            windows << w->Tag() + u' ' + w->windowTitle();
+        QCOMPARE(windows,
+                 (QStringList{u"0\\Soporte Soporte(Lumaris)"_s, u"0\\soporte1 soporte1(Sendaro)"_s,
+                              u"1\\soporte1 soporte1(Alpha)"_s}));
         wnChat &fromAlpha = *h.router().windows()[2];
         const auto *log = fromAlpha.findChild<QListWidget *>(u"ListaMensajes"_s);
         QCOMPARE(log->count(), 2);
         QCOMPARE(log->item(1)->data(Qt::UserRole).toString(),
                  u"02/03 09:00:00 De Alpha(soporte1) Para prov1\r\n¿Seguís ahí?"_s);
         QVERIFY(fromAlpha.isVisible());
-        QVERIFY(alpha.items.isEmpty() && support.items.isEmpty()); // drained every tick
+        QVERIFY(alpha.items.isEmpty() && support.items.isEmpty());
     }
 
     // A flood of private messages from new nicknames opens at most 20

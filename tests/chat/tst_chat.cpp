@@ -24,10 +24,7 @@ struct Centre
         h.adds->INI_SetFileName(h.path(u"Orvex.ini"_s));
     }
     test::FakeIrcClient &client(int server) { return *h.chats[server == 0 ? 1 : 0]; }
-    wnChat &chatWindow(const QString &key, const QString &caption)
-    {
-        return h.router().chatWindow(key, caption);
-    }
+    wnChat &alphaWindow() { return h.router().chatWindow(u"1\\soporte1"_s, u"soporte1(Alpha)"_s); }
     static QLineEdit *message(wnChat &w) { return w.findChild<QLineEdit *>(u"Mensaje"_s); }
     static QListWidget *list(wnChat &w) { return w.findChild<QListWidget *>(u"ListaMensajes"_s); }
     static QStringList log(wnChat &w)
@@ -36,6 +33,11 @@ struct Centre
         for (int i = 0; i < list(w)->count(); ++i)
             out << list(w)->item(i)->data(Qt::UserRole).toString();
         return out;
+    }
+    static void send(wnChat &w, const QString &text)
+    {
+        message(w)->setText(text);
+        w.cmdEnviar_Click();
     }
 
     test::AgentHarness h{"[DynIP]\r\nDynIP Server 1=Alpha/prov1/127.0.0.1/V2\r\n"};
@@ -48,6 +50,7 @@ class TestChat : public QObject
 {
     Q_OBJECT
 private slots:
+    // A hidden window announces the conversation before the message.
     void anIncomingMessageShowsAndSounds_data()
     {
         QTest::addColumn<bool>("visible");
@@ -59,9 +62,8 @@ private slots:
     void anIncomingMessageShowsAndSounds()
     {
         QFETCH(bool, visible);
-        QFETCH(QStringList, sounds);
         Centre c;
-        wnChat &w = c.chatWindow(u"1\\soporte1"_s, u"soporte1(Alpha)"_s);
+        wnChat &w = c.alphaWindow();
         if (visible) {
             w.show();
             QVERIFY(QTest::qWaitForWindowExposed(&w));
@@ -71,7 +73,7 @@ private slots:
         QStringList played;
         for (const QString &s : c.h.sound.played)
             played << QFileInfo(s.section(u'*', 0, 0)).fileName();
-        QCOMPARE(played, sounds);
+        QTEST(played, "sounds");
         // The sender in brackets after the server's name; capital "Para".
         QCOMPARE(c.log(w), QStringList{u"02/03 09:05:07 De Alpha(soporte1) Para prov1\r\n"
                                        u"Hola, ¿cómo va?"_s});
@@ -79,16 +81,15 @@ private slots:
         QCOMPARE(Centre::list(w)->currentRow(), 0); // scrolled to the newest
     }
 
+    // Nothing goes (nor is logged) without a connection; line breaks go.
     void sendingFollowsTheConnection()
     {
         Centre c;
-        wnChat &w = c.chatWindow(u"1\\soporte1"_s, u"soporte1(Alpha)"_s);
+        wnChat &w = c.alphaWindow();
         c.client(1).nick = u"prov1_"_s;
-        Centre::message(w)->setText(u"Grúa en camino"_s);
-        w.cmdEnviar_Click(); // not connected: nothing goes, nothing logged, text kept
-        QVERIFY(c.client(1).sent.isEmpty());
-        QVERIFY(c.log(w).isEmpty());
-        QCOMPARE(Centre::message(w)->text(), u"Grúa en camino"_s);
+        Centre::send(w, u"Grúa en camino"_s);
+        QVERIFY(c.client(1).sent.isEmpty() && c.log(w).isEmpty());
+        QCOMPARE(Centre::message(w)->text(), u"Grúa en camino"_s); // kept for later
 
         c.client(1).connected = true;
         c.h.clock.advanceSeconds(60);
@@ -99,20 +100,18 @@ private slots:
                                        u"Grúa en camino"_s});
         QVERIFY(Centre::message(w)->text().isEmpty());
         QVERIFY(c.h.sound.played.isEmpty()); // sending is silent
-
-        Centre::message(w)->setText(u"\r\n\r\n"_s); // only line breaks: nothing
-        w.cmdEnviar_Click();
-        QCOMPARE(c.client(1).sent.size(), 1);
-        Centre::message(w)->setText(u"uno\r\ndos"_s);
-        w.cmdEnviar_Click();
-        QCOMPARE(c.client(1).sent.last(), u"soporte1|unodos"_s);
+        Centre::send(w, u"\r\n\r\n"_s);
+        Centre::send(w, u"uno\r\ndos"_s);
+        QCOMPARE(c.client(1).sent.mid(1), QStringList{u"soporte1|unodos"_s});
     }
 
+    // Enter sends or goes back to the message, Escape hides, minimising
+    // hides too; the log stays.
     void keysAndMinimising()
     {
         Centre c;
         c.client(0).connected = true;
-        wnChat &w = c.chatWindow(u"0\\Soporte"_s, u"Soporte(Lumaris)"_s);
+        wnChat &w = c.h.router().chatWindow(u"0\\Soporte"_s, u"Soporte(Lumaris)"_s);
         w.show();
         QVERIFY(QTest::qWaitForWindowExposed(&w));
         QTest::keyClicks(Centre::message(w), u"hola"_s);
@@ -122,7 +121,7 @@ private slots:
         QVERIFY(Centre::message(w)->hasFocus());
         QTest::keyClick(Centre::list(w), Qt::Key_Escape);
         QVERIFY(!w.isVisible());
-        QCOMPARE(c.log(w).size(), 1); // the log stays
+        QCOMPARE(c.log(w).size(), 1);
         w.show();
         QTest::keyClick(Centre::message(w), Qt::Key_Escape);
         QVERIFY(!w.isVisible());
@@ -131,85 +130,54 @@ private slots:
         QTRY_VERIFY(!w.isVisible());
     }
 
+    // Every chat window shares one place, kept under the form's name.
     void placeIsKeptUnderTheFormsName()
     {
         Centre c;
-        {
-            wnChat &w = c.chatWindow(u"0\\Soporte"_s, u"Soporte(Lumaris)"_s);
-            w.resize(500, 420);
-            w.move(30, 40);
-            w.show();
-            w.hide();
-        }
+        wnChat &w = c.alphaWindow();
+        w.resize(500, 420);
+        w.move(30, 40);
+        w.show();
+        w.hide();
         const QByteArray ini = test::readBytes(c.h.path(u"Orvex.ini"_s));
         QVERIFY2(ini.contains("[wnChat]\r\n-Left=30\r\n-Top=40\r\n-Width=500\r\n-Height=420\r\n"),
                  ini.constData());
         wnChat again(wnChatContext{c.h.adds.get(), &c.h.router(), c.h.folder.path()});
-        QCOMPARE(again.size(), QSize(500, 420));
-        QCOMPARE(again.pos(), QPoint(30, 40));
+        QCOMPARE(QRect(again.pos(), again.size()), QRect(30, 40, 500, 420));
     }
 
-    // Run by hand under a real display (ORVEX_SCREENSHOTS=folder) to look at
-    // a conversation as a dispatcher sees it.
-    void pictureOfAConversation()
-    {
-        const QString folder = qEnvironmentVariable("ORVEX_SCREENSHOTS");
-        if (folder.isEmpty())
-            QSKIP("ORVEX_SCREENSHOTS names no folder for pictures");
-        Centre c;
-        c.client(1).connected = true;
-        wnChat &w = c.chatWindow(u"1\\soporte1"_s, u"soporte1(Alpha)"_s);
-        w.Chat_Msg(u"soporte1"_s, u"Alpha"_s, {},
-                   u"Buen día, ¿tienen móvil libre para un "
-                   u"auxilio en Ruta 5 km 120?"_s,
-                   u"prov1"_s);
-        c.h.clock.advanceSeconds(40);
-        Centre::message(w)->setText(u"Sí, sale la grúa 3 en 10 minutos."_s);
-        w.cmdEnviar_Click();
-        c.h.clock.advanceSeconds(75);
-        w.Chat_Msg(u"soporte1"_s, u"Alpha"_s, {}, u"Perfecto, gracias."_s, u"prov1"_s);
-        Centre::message(w)->setText(u"Le aviso al llegar"_s);
-        QVERIFY(QTest::qWaitForWindowExposed(&w));
-        QVERIFY(w.grab().save(folder + u"/chat-window.png"_s));
-    }
-
+    // OK asks for what is missing, opens each chat once, and stays open.
     void theDestinationDialog()
     {
         Centre c;
         c.h.router().listDestinations();
         wnChatTo &d = c.h.router().destinationDialog();
+        const auto &windows = c.h.router().windows();
         d.show();
         QVERIFY(QTest::qWaitForWindowExposed(&d));
-        d.OKButton_Click(); // nothing chosen
-        QVERIFY(d.ComboServer()->hasFocus());
-        QVERIFY(c.h.router().windows().empty());
-
+        d.OKButton_Click();
+        QVERIFY(d.ComboServer()->hasFocus() && windows.empty());
         d.ComboServer()->setCurrentIndex(0);
         QCOMPARE(d.ComboDestinos()->count(), 1);
-        d.OKButton_Click(); // a server but no nickname
-        QVERIFY(d.ComboDestinos()->hasFocus());
-        QVERIFY(c.h.router().windows().empty());
-
+        d.OKButton_Click();
+        QVERIFY(d.ComboDestinos()->hasFocus() && windows.empty());
         d.ComboDestinos()->setCurrentIndex(0);
         d.OKButton_Click();
-        d.OKButton_Click(); // the same chat again: the same window
-        QCOMPARE(c.h.router().windows().size(), size_t(1));
-        QCOMPARE(c.h.router().windows()[0]->Tag(), u"1\\soporte1"_s);
-        QCOMPARE(c.h.router().windows()[0]->windowTitle(), u"soporte1(Alpha)"_s);
-        QVERIFY(c.h.router().windows()[0]->isVisible());
-        QVERIFY(d.isVisible()); // the dialog stays for the next
-
-        // The same nickname on the other server is another chat.
+        d.OKButton_Click();
+        QCOMPARE(windows.size(), size_t(1));
+        QCOMPARE(windows[0]->Tag() + windows[0]->windowTitle(), u"1\\soporte1soporte1(Alpha)"_s);
+        QVERIFY(windows[0]->isVisible() && d.isVisible());
+        // The same nickname on the other server is another chat; Enter steps
+        // to the next nickname and opens its chat.
         d.ComboServer()->setCurrentIndex(1);
         QCOMPARE(d.ComboDestinos()->count(), 2);
         d.ComboDestinos()->setCurrentIndex(0);
-        // Enter steps to the next nickname and opens its chat.
         QTest::keyClick(d.ComboDestinos(), Qt::Key_Return);
-        QCOMPARE(c.h.router().windows().size(), size_t(2));
-        QCOMPARE(c.h.router().windows()[1]->Tag(), u"0\\soporte2"_s);
+        QCOMPARE(windows.size(), size_t(2));
+        QCOMPARE(windows[1]->Tag(), u"0\\soporte2"_s);
         d.CancelButton_Click();
         QVERIFY(!d.isVisible());
-        QCOMPARE(d.ComboDestinos()->currentText(), u"soporte2"_s); // kept
+        QCOMPARE(d.ComboDestinos()->currentText(), u"soporte2"_s);
     }
 };
 

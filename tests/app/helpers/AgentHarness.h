@@ -16,7 +16,6 @@
 #include "common/FakeSystem.h"
 #include "common/FakeWindowPin.h"
 #include "common/TestSupport.h"
-#include "platform/ProcessWindows.h"
 #include "platform/ShellFolders.h"
 #include "platform/SocketX.h"
 #include "support/Adds.h"
@@ -50,10 +49,8 @@ struct AgentHarness
     // use it, since the centre's own name is a public one.
     enum class Network { Offline, Loopback };
 
-    // `ini` null: no settings file at all. `realPrograms`: programs the
-    // agent starts really run (the archiver) and downloads really travel.
-    explicit AgentHarness(const QByteArray &ini, Network network = Network::Offline,
-                          bool realPrograms = false)
+    // `ini` null: no settings file at all.
+    explicit AgentHarness(const QByteArray &ini, Network network = Network::Offline)
     {
         if (!ini.isNull())
             writeBytes(path(QStringLiteral("Orvex.ini")), ini);
@@ -65,16 +62,11 @@ struct AgentHarness
             socket = std::make_unique<platform::SocketX>();
         else
             socket = std::make_unique<OfflineSocket>();
-        if (realPrograms) {
-            systemProcesses = platform::createProcessWindows();
-            systemTransfer = platform::createFileTransfer();
-        }
-        adds = std::make_unique<Adds>(
-            AddsServices{.processWindows = realPrograms ? systemProcesses.get() : &windows,
-                         .sound = &sound,
-                         .messageBoxes = &boxes,
-                         .tray = &tray,
-                         .clock = &clock});
+        adds = std::make_unique<Adds>(AddsServices{.processWindows = &windows,
+                                                   .sound = &sound,
+                                                   .messageBoxes = &boxes,
+                                                   .tray = &tray,
+                                                   .clock = &clock});
     }
 
     QString path(const QString &name) const { return folder.filePath(name); }
@@ -131,7 +123,7 @@ struct AgentHarness
                 .messageBoxes = boxes,
                 .socket = *socket,
                 .net = probes.net,
-                .transfer = systemTransfer ? *systemTransfer : transfer,
+                .transfer = transfer,
                 .shellFolders = *shellFolders,
                 .windowPin = pin,
                 .makeChatClient = chatFactory(),
@@ -155,8 +147,6 @@ struct AgentHarness
     FakeFileTransfer transfer;
     FakeWindowPin pin;
     FakeNet probes;
-    std::unique_ptr<platform::ProcessWindows> systemProcesses;
-    std::unique_ptr<platform::FileTransfer> systemTransfer;
     std::unique_ptr<platform::ShellFolders> shellFolders = platform::createShellFolders();
     std::unique_ptr<platform::SocketX> socket;
     // The chat connections made, in order: the settings' "V2" servers, then
