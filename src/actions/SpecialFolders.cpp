@@ -95,9 +95,8 @@ bool SpecialFolders::Win_CreateShortCut(const QString &FolderPath, const QString
 
 bool SpecialFolders::Win_CreateShortCutSTKit(const QString &FolderName, const QString &LinkPath,
                                              const QString &LinkArguments, const QString &LinkName,
-                                             bool AllUsers, bool InPrograms, bool Reserved)
+                                             bool AllUsers, bool InPrograms, bool /*Reserved*/)
 {
-    Q_UNUSED(Reserved);
     // The old consumer systems have no machine-wide menus; here, neither has
     // a system whose machine-wide menus this user may not write.
     if (AllUsers && (Win_Version().platformId == 1 || !m_shell.machineWideMenusWritable()))
