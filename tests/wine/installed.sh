@@ -170,7 +170,9 @@ grep -qi 'startup\\Orvex.lnk|C:\\Program Files\\Sendaro\\Orvex\\orvex.exe|' "$wo
 printf 'Cerrar el programa\n' >"$actions"
 wait_for 30 sh -c "! kill -0 $agent 2>/dev/null" || fail "the exit command did not end the program"
 logged "unloading" || fail "the agent did not unload"
-wineserver -w
+# Wine's desktop process, started for the notification area, outlives the
+# agent and would keep this prefix's server up: end the session here.
+wineserver -k
 
 # --- Uninstall: nothing of the program is left, the dispatcher's data is.
 wine "$prog/Desinstalar.exe" /S >"$work/uninstall.log" 2>&1
