@@ -408,6 +408,5 @@ private slots:
     }
 };
 
-Q_DECLARE_METATYPE(orvex::HttpMethod)
 QTEST_GUILESS_MAIN(TestHttpGet)
 #include "tst_httpget.moc"
