@@ -76,7 +76,6 @@ private slots:
         row("the agent's keep-alive",
             "GET /DynIP?CMD=KEEPALIVE&&DOMAINNAME=prov1 HTTP/1.0\r\nAccept: text/plain\r\n\r\n",
             K::Complete, "CMD=KEEPALIVE&&DOMAINNAME=prov1");
-        row("no headers", "GET / HTTP/1.1\r\n\r\n", K::Complete);
         row("form POST", post + "a=1&b=2", K::Complete, "a=1&b=2");
         row("body half sent", post + "a=1", K::NeedMore);
         row("POST without a length", "POST / HTTP/1.0\r\n\r\na=1", K::Malformed);
@@ -84,7 +83,6 @@ private slots:
         row("body over the limit", "POST / HTTP/1.0\r\nContent-Length: 1000\r\n\r\n", K::TooLarge);
         row("line at the limit", "GET /" + QByteArray(995, 'a'), K::NeedMore);
         row("line over the limit", "GET /" + QByteArray(1100, 'a'), K::TooLarge);
-        row("no request line", "\r\n\r\n", K::Malformed);
         row("not HTTP", "HELO centro\r\n\r\n", K::Malformed);
         row("blank in the target", "GET /a b HTTP/1.0\r\n\r\n", K::Malformed);
         row("header without a colon", "GET / HTTP/1.0\r\nbroken\r\n\r\n", K::Malformed);
@@ -151,7 +149,7 @@ private slots:
         QVERIFY(c.start());
         const auto p = c.ports();
         const QByteArray target = "/DynIP?CMD=KEEPALIVE&&DOMAINNAME=Prov\xF1&&REMOTEIP=192.168.0.1";
-        QVERIFY(body(get(p.keepAlive, target)) == "R:OK Lumaris\r\n.END.\r\n");
+        QCOMPARE(body(get(p.keepAlive, target)), "R:OK Lumaris\r\n.END.\r\n"_ba);
         // What is not a keep-alive leaves no provider behind.
         QVERIFY(
             get(p.keepAlive, "/DynIP?CMD=KEEPALIVE&&DOMAINNAME=..%2Fx").startsWith("HTTP/1.0 400"));
