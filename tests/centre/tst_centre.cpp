@@ -103,21 +103,16 @@ private slots:
         }
     }
 
+    // Fields by exact name; one bad escape spoils the whole value.
     void fieldValues()
     {
         qsizetype scanned = 0;
         const HttpRequest r =
-            parseRequest("GET /x?Prestador=ab&Content=Gr%FAa+Norte%0901%3a30%09%0D%0A&&empty=&k "
-                         "HTTP/1.0\r\n\r\n",
-                         scanned, 1000)
-                .request;
+            parseRequest("GET /x?Prestador=ab&&empty=&k HTTP/1.0\r\n\r\n", scanned, 1000).request;
         QCOMPARE(r.value("Prestador")->toByteArray(), "ab"_ba);
-        QCOMPARE(unescape(*r.value("Content")), std::optional("Gr\xFA"
-                                                              "a Norte\t01:30\t\r\n"_ba));
-        QVERIFY(r.value("empty") && r.value("empty")->isEmpty());
-        QVERIFY(!r.value("k"));
-        QVERIFY(!unescape("%4"));
-        QVERIFY(!unescape("%g0"));
+        QVERIFY(r.value("empty") && r.value("empty")->isEmpty() && !r.value("k"));
+        QCOMPARE(unescape("%3a%3A+%f1"), std::optional(":: \xF1"_ba));
+        QVERIFY(!unescape("%4") && !unescape("%g0"));
     }
 
     // Names from the wire become folder names that cannot climb out of the
