@@ -8,7 +8,6 @@
 #include <QFileInfo>
 #include <QMap>
 #include <QProcess>
-#include <QRandomGenerator>
 #include <QStandardPaths>
 #include <QtTest>
 
@@ -37,20 +36,17 @@ Outcome runProgram(const QString &program, const QStringList &args, const QStrin
             process.readAllStandardOutput()};
 }
 
-QString oxzip()
-{
-    return qEnvironmentVariable("ORVEX_BINARY_DIR") + u"/src/app/oxzip"_s;
-}
+const QString oxzip = qEnvironmentVariable("ORVEX_BINARY_DIR") + u"/src/app/oxzip"_s;
 
 Outcome add(const QString &archive, const QStringList &patterns)
 {
-    return runProgram(oxzip(),
+    return runProgram(oxzip,
                       QStringList{u"-add"_s, u"-directories=relative"_s, archive} + patterns);
 }
 
 Outcome extract(const QString &archive, const QString &folder)
 {
-    return runProgram(oxzip(), {u"-extract"_s, u"-overwrite=all"_s, archive, folder});
+    return runProgram(oxzip, {u"-extract"_s, u"-overwrite=all"_s, archive, folder});
 }
 
 // A failure exits with `status` and reports exactly one "oxzip: " line
@@ -172,10 +168,9 @@ QByteArray craft(const QList<Entry> &entries)
 // A missing archiver skips its case, except where CI=true: there all must be installed.
 #define REQUIRE_TOOL(name)                                                                         \
     if (QStandardPaths::findExecutable(name).isEmpty()) {                                          \
-        const QByteArray why = (name).toUtf8() + " is not installed (scripts/install-deps)";       \
         if (qEnvironmentVariable("CI") == u"true"_s)                                               \
-            QFAIL(why.constData());                                                                \
-        QSKIP(why.constData());                                                                    \
+            QFAIL("an archiver is not installed (scripts/install-deps)");                          \
+        QSKIP("an archiver is not installed (scripts/install-deps)");                              \
     }
 
 class TestOxzip : public QObject
@@ -189,20 +184,20 @@ private slots:
         QTest::addColumn<QByteArray>("name");
         QTest::addColumn<bool>("matches");
         QTest::addColumn<bool>("ignoreCase");
-        const auto row = [](const char *label, const char *pattern, const char *name, bool matches,
+        const auto row = [](const char *pattern, const char *name, bool matches,
                             bool ignoreCase = false) {
-            QTest::newRow(label) << QByteArray(pattern) << QByteArray(name) << matches
-                                 << ignoreCase;
+            QTest::addRow("%s %s", pattern, name)
+                << QByteArray(pattern) << QByteArray(name) << matches << ignoreCase;
         };
-        row("star needs suffix", "*.ini", "Orvex.ini.bak", false);
-        row("backtracking", "*a*b", "xaxbxab", true);
-        row("backtracking fails", "*a*b", "xaxbxa", false);
-        row("question not empty", "a?c", "ac", false);
-        row("question is one accent", "a?o", "año", true);
-        row("question is one euro sign", "?1", "€1", true);
-        row("Latin-1 bytes", "*?.ini", "\xB1\xF1.ini", true);
-        row("case kept", "*.INI", "a.ini", false);
-        row("case ignored", "Ñ*Z.INI", "ñandúz.ini", true, true);
+        row("*.ini", "Orvex.ini.bak", false); // the star needs what follows it
+        row("*a*b", "xaxbxab", true);         // backtracking
+        row("*a*b", "xaxbxa", false);
+        row("a?", "a", false); // "?" is never empty
+        row("a?o", "año", true);
+        row("?1", "€1", true);
+        row("*?.ini", "\xB1\xF1.ini", true); // Latin-1 bytes
+        row("*.INI", "a.ini", false);
+        row("Ñ*Z.INI", "ñandúz.ini", true, true);
     }
     void matchesWildcards()
     {
@@ -217,18 +212,19 @@ private slots:
     {
         QTest::addColumn<QString>("pattern");
         QTest::addColumn<QString>("parts"); // folder|last
-        QTest::newRow("mixed") << u"C:\\Ox/sub\\*.dbs"_s << u"C:/Ox/sub|*.dbs"_s;
-        QTest::newRow("drive root") << u"C:\\x.ini"_s << u"C:/|x.ini"_s;
-        QTest::newRow("root") << u"/x.ini"_s << u"/|x.ini"_s;
-        QTest::newRow("bare") << u"*.ini"_s << u".|*.ini"_s;
-        QTest::newRow("trailing separator") << u"/opt/ox/sub\\"_s << u"/opt/ox|sub"_s;
+        for (const auto &[pattern, parts] :
+             {std::pair{u"C:\\Ox/sub\\*.dbs"_s, u"C:/Ox/sub|*.dbs"_s},
+              {u"C:\\x.ini"_s, u"C:/|x.ini"_s},
+              {u"/x.ini"_s, u"/|x.ini"_s},
+              {u"*.ini"_s, u".|*.ini"_s},
+              {u"/opt/ox/sub\\"_s, u"/opt/ox|sub"_s}})
+            QTest::newRow(qPrintable(pattern)) << pattern << parts;
     }
     void splitsPatterns()
     {
         QFETCH(QString, pattern);
-        QFETCH(QString, parts);
         const PatternParts got = splitPattern(pattern.toStdString());
-        QCOMPARE(QString::fromStdString(got.folder + '|' + got.last), parts);
+        QTEST(QString::fromStdString(got.folder + '|' + got.last), "parts");
     }
 
     void refusesBadCommandLines_data()
@@ -242,6 +238,7 @@ private slots:
         row("unknown mode", u"-list a.zip"_s, "\"-list\"");
         row("add other option", u"-add -directories=full a.zip *.ini"_s, "\"-directories=full\"");
         row("add empty pattern", u"-add -directories=relative a.zip "_s, "patrón vacío");
+        row("extract other option", u"-extract -overwrite=none a.zip out"_s, "\"-overwrite=none\"");
         row("extract without folder", u"-extract -overwrite=all a.zip"_s, "falta la carpeta");
         row("extract extra", u"-extract -overwrite=all a.zip out x"_s, "sobra el parámetro \"x\"");
     }
@@ -250,7 +247,7 @@ private slots:
         QFETCH(QStringList, args);
         QFETCH(QByteArray, culprit);
         QTemporaryDir dir;
-        const Outcome outcome = runProgram(oxzip(), args, dir.path());
+        const Outcome outcome = runProgram(oxzip, args, dir.path());
         QVERIFY2(failed(outcome, culprit, kUsageError), outcome.err.constData());
         QCOMPARE(treeOf(dir.path()), Tree{});
     }
@@ -302,7 +299,6 @@ private slots:
         QVERIFY2(tested.status == 0 && tested.out.contains("No errors detected") &&
                      !tested.out.toLower().contains("warning"),
                  tested.out.constData());
-        QVERIFY(runProgram(u"unzip"_s, {u"-Z"_s, archive}).out.contains("drwx"));
     }
 
     // A wildcard matches no folder, and the archive never takes in itself:
@@ -317,17 +313,31 @@ private slots:
         QCOMPARE(treeOf(out), Tree{});
     }
 
-    // A source that vanished between the listing and the writing: the old
-    // archive must still be there, whole.
-    void failedWriteKeepsPreviousArchive()
+    // Failing half way leaves what was there: a source that vanished between
+    // the listing and the writing keeps the old archive whole; a file that
+    // cannot replace what is there (a folder) puts back the one already
+    // swapped in.
+    void failuresLeaveWhatWasThere()
     {
         QTemporaryDir dir;
-        const QString archive = dir.filePath(u"c.zip"_s);
-        QVERIFY(writeBytes(archive, "previous archive"));
-        QVERIFY_THROWS_EXCEPTION(Failure, writeArchive(archive.toStdString(),
+        QVERIFY(writeBytes(dir.filePath(u"c.zip"_s), "previous archive") &&
+                writeBytes(dir.filePath(u"first.ini"_s), "old") &&
+                QDir().mkpath(dir.filePath(u"blocked/inside"_s)));
+        const Tree before = treeOf(dir.path());
+        QVERIFY_THROWS_EXCEPTION(Failure, writeArchive(dir.filePath(u"c.zip"_s).toStdString(),
                                                        {{dir.filePath(u"gone.ini"_s).toStdString(),
                                                          "gone.ini", false}}));
-        QCOMPARE(treeOf(dir.path()), (Tree{{u"c.zip"_s, "previous archive"}}));
+        QCOMPARE(treeOf(dir.path()), before);
+        {
+            Staging staging;
+            for (const QString &name : {u"first.ini"_s, u"blocked"_s}) {
+                AtomicFile &file = staging.addFile(dir.filePath(name).toStdString(), 0644);
+                file.write("new", 3);
+                file.finish();
+            }
+            QVERIFY_THROWS_EXCEPTION(Failure, staging.publish());
+        }
+        QCOMPARE(treeOf(dir.path()), before);
     }
 
     // Each archive is made by the real tool, in the source folder ("@" stands
@@ -338,23 +348,17 @@ private slots:
         QTest::addColumn<QString>("tool");
         QTest::addColumn<QStringList>("args");
         QTest::addColumn<QByteArray>("reason"); // empty when it must restore
-        const auto row = [](const char *label, const QString &tool, const QStringList &args,
+        const auto row = [](const char *label, const QString &tool, const QString &args,
                             const QByteArray &reason = {}) {
-            QTest::newRow(label) << tool << args << reason;
+            QTest::newRow(label) << tool << args.split(u' ') << reason;
         };
-        row("Info-ZIP", u"zip"_s, u"-qr @ ."_s.split(u' '));
-        row("Info-ZIP Zip64", u"zip"_s, u"-qr -fz @ ."_s.split(u' '));
-        row("bsdtar, Windows' tar.exe", u"bsdtar"_s, u"--format zip -cf @ ."_s.split(u' '));
-        row("7-Zip", u"7z"_s, u"a -tzip @ ."_s.split(u' '));
-        row("Python zipfile into a pipe", u"python3"_s,
-            {u"-c"_s, u"import os, sys, zipfile\n"
-                      "z = zipfile.ZipFile(sys.stdout.buffer, 'w', zipfile.ZIP_DEFLATED)\n"
-                      "for folder, dirs, files in os.walk('.'):\n"
-                      "    for name in dirs + files:\n"
-                      "        z.write(os.path.join(folder, name))\n"
-                      "z.close()\n"_s});
-        row("7-Zip Deflate64", u"7z"_s, u"a -tzip -mm=Deflate64 @ ."_s.split(u' '),
+        row("Info-ZIP", u"zip"_s, u"-qr @ ."_s);
+        row("Info-ZIP Zip64", u"zip"_s, u"-qr -fz @ ."_s);
+        row("bsdtar, Windows' tar.exe", u"bsdtar"_s, u"--format zip -cf @ ."_s);
+        row("7-Zip", u"7z"_s, u"a -tzip @ ."_s);
+        row("7-Zip Deflate64", u"7z"_s, u"a -tzip -mm=Deflate64 @ ."_s,
             "método de compresión Deflate64 no soportado");
+        row("Info-ZIP into a pipe", u"zip"_s, u"-qr - ."_s);
     }
     void restoresWhatOtherArchiversWrite()
     {
@@ -391,28 +395,25 @@ private slots:
 
     // Each archive is refused as a whole: one line, status 1, and nothing
     // written, neither its first entry (replacing a file the target holds)
-    // nor its second (in a new folder).
+    // nor its second (in a new folder). The target also holds a link to a
+    // folder outside, a folder "carpeta" and a file "archivo".
     void refusesHostileArchives_data()
     {
         QTest::addColumn<QByteArray>("archive");
         QTest::addColumn<QByteArray>("reason"); // what the error line must say
-        QTest::addColumn<QString>(
-            "onDisk"); // also in the target: "link" (to a folder outside), "d/" or "d"
-        const auto row = [](const char *label, const QByteArray &archive, const QByteArray &reason,
-                            const QString &onDisk = {}) {
-            QTest::newRow(label) << archive << reason << onDisk;
+        const auto row = [](const char *label, const QByteArray &archive,
+                            const QByteArray &reason) {
+            QTest::newRow(label) << archive << reason;
         };
-        const QByteArray unsafe = "nombre no permitido", notZip = "no es un zip válido";
-        const QByteArray clash = "sería archivo y carpeta a la vez", damaged = "datos dañados";
+        const QByteArray notZip = "no es un zip válido", damaged = "datos dañados";
+        const QByteArray clash = "sería archivo y carpeta a la vez";
         const QList<Entry> before{stored("aaa_first.txt", "new"), stored("new/good.ini", "fine")};
         auto with = [&before](const QList<Entry> &bad) { return craft(before + bad); };
-        const std::pair<const char *, QByteArray> unsafeNames[] = {
-            {"absolute", "/tmp/evil.ini"},     {"absolute backslash", "\\evil.ini"},
-            {"parent", "..\\evil.ini"},        {"parent deep", "sub/../../evil.ini"},
-            {"drive", "C:evil.ini"},           {"line feed", "a\nb.ini"},
-            {"control byte", "sub\x1f/x.ini"}, {"NUL", QByteArray("nul\0name.txt", 12)}};
-        for (const auto &[label, name] : unsafeNames)
-            row(label, with({stored(name, "x")}), unsafe);
+        for (const QByteArray &name :
+             {"/tmp/evil.ini"_ba, "\\evil.ini"_ba, "..\\evil.ini"_ba, "sub/../../evil.ini"_ba,
+              "C:evil.ini"_ba, "sub\x1f/x.ini"_ba, QByteArray("nul\0name.txt", 12)})
+            row(QByteArray(name).replace('\0', "\\0").constData(), with({stored(name, "x")}),
+                "nombre no permitido");
         // libzip takes a Unicode Path field's name over the name field when it
         // carries the latter's CRC: that name is judged too.
         Entry unicodePath = stored("plain.ini", "x");
@@ -422,18 +423,16 @@ private slots:
         row("LF in Unicode Path", with({unicodePath}), "\"up\\x0Ax.ini\": nombre");
         row("symlink entry", with({{.name = "ln", .data = "/etc", .external = 0120777u << 16}}),
             "enlace simbólico");
-        row("Deflate64", with({{.name = "d64.bin", .data = "x", .method = 9, .size = 1}}),
-            "Deflate64 no soportado");
+        row("LZMA", with({{.name = "x.bin", .data = "x", .method = 14, .size = 1}}),
+            "método de compresión LZMA no soportado");
         row("file then dir", with({stored("x", "file"), stored("x/y", "under")}), clash);
         row("dir then file", with({stored("d/", {}), stored("d", "file")}), clash);
         row("file twice", with({stored("a.ini", "1"), stored("./a.ini", "2")}),
-            "aparece dos veces");
-        row("entry through a link", with({stored("link/evil.ini", "x")}), "fuera de la carpeta",
-            u"link"_s);
-        row("file over a folder", with({stored("d", "x")}), "hay una carpeta con ese nombre",
-            u"d/"_s);
-        row("folder over a file", with({stored("d/x.ini", "x")}), "\"d\" no es una carpeta",
-            u"d"_s);
+            "el archivo \"a.ini\" aparece dos veces");
+        row("entry through a link", with({stored("link/evil.ini", "x")}), "fuera de la carpeta");
+        row("file over a folder", with({stored("carpeta", "x")}), "hay una carpeta con ese nombre");
+        row("folder over a file", with({stored("archivo/x.ini", "x")}),
+            "\"archivo\" no es una carpeta");
 
         // Two entries of 600 MiB declared, each 1 MiB of zeros deflated.
         const QByteArray zeros = deflated({}, QByteArray(1 << 20, '\0')).data;
@@ -456,30 +455,22 @@ private slots:
         row("broken deflate", with({{.name = "z", .data = "\xFF\xFF", .method = 8, .size = 9}}),
             damaged);
 
-        QByteArray random(5000, '\0');
-        QRandomGenerator rng(20240611);
-        for (char &c : random)
-            c = char(rng.bounded(256));
-        row("random", random, notZip);
         row("empty file", {}, "vacío");
         const QByteArray honest = with({deflated("more.txt", text)});
-        for (int cut : {100, int(honest.size() / 2), int(honest.size() - 1)})
+        for (int cut : {int(honest.size() / 2), int(honest.size() - 1)})
             row(qPrintable(u"truncated at %1"_s.arg(cut)), honest.left(cut), notZip);
     }
     void refusesHostileArchives()
     {
         QFETCH(QByteArray, archive);
         QFETCH(QByteArray, reason);
-        QFETCH(QString, onDisk);
         QTemporaryDir dir;
         const QString path = dir.filePath(u"hostile.zip"_s), target = dir.filePath(u"target"_s);
         QVERIFY(QDir().mkpath(target) && QDir().mkpath(dir.filePath(u"elsewhere"_s)));
         QVERIFY(writeBytes(target + u"/aaa_first.txt"_s, "old") && writeBytes(path, archive));
-        if (onDisk == u"link")
-            QVERIFY(QFile::link(dir.filePath(u"elsewhere"_s), target + u"/link"_s));
-        else if (!onDisk.isEmpty())
-            QVERIFY(onDisk.endsWith(u'/') ? QDir().mkpath(target + u"/d/keep"_s)
-                                          : writeBytes(target + u"/d"_s, "file"));
+        QVERIFY(QFile::link(dir.filePath(u"elsewhere"_s), target + u"/link"_s) &&
+                QDir().mkpath(target + u"/carpeta/keep"_s) &&
+                writeBytes(target + u"/archivo"_s, "file"));
         const Tree before = treeOf(dir.path());
         const Outcome outcome = extract(path, target);
         QVERIFY2(failed(outcome, reason), outcome.err.constData());
@@ -497,30 +488,10 @@ private slots:
             runProgram(u"unshare"_s, {u"-rm"_s, u"sh"_s, u"-c"_s,
                                       u"mount -t tmpfs -o size=1m none \"$0\" || exit 99\n"
                                       "exec \"$1\" -extract -overwrite=all \"$2\" \"$0\""_s,
-                                      small, oxzip(), archive});
+                                      small, oxzip, archive});
         if (outcome.status == 99 || outcome.err.startsWith("unshare:"))
             QSKIP("no mount namespace of our own here (unshare -rm)");
         QVERIFY2(failed(outcome, "ocupa 2 MiB y quedan 1 MiB libres"), outcome.err.constData());
-    }
-
-    // The last file cannot replace what is there (a folder): the first one,
-    // already swapped in, must be swapped back.
-    void failedSwapPutsEveryOldFileBack()
-    {
-        QTemporaryDir dir;
-        QVERIFY(writeBytes(dir.filePath(u"first.ini"_s), "old") &&
-                QDir().mkpath(dir.filePath(u"blocked/inside"_s)));
-        const Tree before = treeOf(dir.path());
-        {
-            Staging staging;
-            for (const QString &name : {u"first.ini"_s, u"blocked"_s}) {
-                AtomicFile &file = staging.addFile(dir.filePath(name).toStdString(), 0644);
-                file.write("new", 3);
-                file.finish();
-            }
-            QVERIFY_THROWS_EXCEPTION(Failure, staging.publish());
-        }
-        QCOMPARE(treeOf(dir.path()), before);
     }
 };
 
