@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # What the agent costs while it waits, beside a bare Qt tray program (a tray
 # icon and a 1-second timer) and parcellite: all three at once under Xvfb with
-# a tray host (stalonetray), the agent with 11 servers (8 "V2", 2 "V1", the
+# a tray host (trayer), the agent with 11 servers (8 "V2", 2 "V1", the
 # support server) against orvex-centre and ngircd, in a network namespace of
 # its own (as root). Two rounds of SECONDS_PER_ROUND (default 300) with the
 # chat server up, one with it down. CPU in % of one core, wake-ups as context
@@ -14,7 +14,7 @@ build="${1:-build/release}"
 for f in src/app/orvex src/app/orvex-centre bench/bare_tray; do
   [ -x "$build/$f" ] || { echo "build $build first (cmake --preset release && cmake --build --preset release)"; exit 1; }
 done
-for p in stalonetray parcellite; do
+for p in trayer parcellite; do
   command -v "$p" >/dev/null || apt-get install -y -qq --no-install-recommends "$p" >/dev/null
 done
 exec unshare --net bash -s "$(pwd)" "$build" "${SECONDS_PER_ROUND:-300}" <<'INNER'
@@ -29,7 +29,7 @@ read -r xpid <&3; pids+=("$xpid"); read -r display <&3
 export DISPLAY=":$display" QT_QPA_PLATFORM=xcb QT_LOGGING_RULES='orvex.*=false'
 export HOME="$work" XDG_RUNTIME_DIR="$work"
 unset DBUS_SESSION_BUS_ADDRESS
-stalonetray --geometry 8x1 >/dev/null 2>&1 & pids+=($!)
+trayer --edge top --widthtype pixel --width 120 --height 24 >/dev/null 2>&1 & pids+=($!)
 mkdir -p "$work/centre" "$work/prog" "$work/irc"
 "$src/$build/src/app/orvex-centre" --data "$work/centre" --home-port 80 >/dev/null 2>&1 & pids+=($!)
 printf '[Global]\nName = irc.bench\nInfo = bench\nListen = 127.0.0.1\nPorts = 9744\nPidFile = %s\n[Options]\nIdent = no\nPAM = no\nDNS = no\n' \
