@@ -4,7 +4,6 @@
 
 #include <QFileInfo>
 #include <QProcess>
-#include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QtTest>
 
@@ -353,39 +352,6 @@ private slots:
         QTest::ignoreMessage(QtWarningMsg, reported("LoadIniFile", "reading"));
         settings.INI_SetFileName(m_a);
         QCOMPARE(setting(settings), kDot);
-    }
-
-    // Random files and edits must never crash the store or break its index.
-    void survivesRandomInput()
-    {
-        QRandomGenerator rng(20240611);
-        const QByteArray alphabet("[]= \t\r\n;aAb\xF1\x81\x00", 14);
-        const QStringList sections{u"a"_s, u" b "_s, u"[c]"_s, u"[ d ]"_s, {}, u"e]"_s, u"[f"_s};
-        const QStringList keys{u"k"_s, u"K"_s, u"x y"_s, u";c"_s, {}, u"\u00F1"_s};
-        // Half the time one of the names the store lists.
-        const auto pick = [&](const QStringList &listed, const QStringList &names) {
-            const QStringList &from = listed.isEmpty() || rng.bounded(2) ? names : listed;
-            return from.at(rng.bounded(int(from.size())));
-        };
-        for (int round = 0; round < 3000 && !QTest::currentTestFailed(); ++round) {
-            QByteArray bytes = kSample.left(rng.bounded(int(kSample.size()) + 1));
-            for (int n = round % 2 ? 1 : rng.bounded(120); n > 0; --n)
-                bytes += alphabet[rng.bounded(int(alphabet.size()))];
-            clsINI ini;
-            ini.LoadIniBytes(u"x.ini"_s, bytes);
-            for (int op = 0; op < 8; ++op) {
-                const QString section = pick(ini.ListSections(), sections);
-                const QString key = pick(ini.ListKeys(section), keys);
-                const QString value = u" v"_s + QString::number(op) + u"= "_s;
-                if (const int what = rng.bounded(3); what == 0) {
-                    ini.WriteTo(section, key, value);
-                    QCOMPARE(ini.ReadFrom(section, key, kDot), orvex::trimBlanks(value));
-                } else {
-                    what == 1 ? ini.DeleteKey(section, key) : ini.DeleteSection(section);
-                }
-            }
-            verifyIndexMatchesReload(ini);
-        }
     }
 };
 
