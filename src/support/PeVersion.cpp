@@ -1,7 +1,7 @@
 #include "support/PeVersion.h"
 
 #include <algorithm>
-#include <iterator>
+#include <string_view>
 #include <vector>
 
 namespace orvex {
@@ -25,8 +25,8 @@ constexpr std::uint32_t kRtVersion = 16;
 constexpr std::uint32_t kFixedFileInfoSignature = 0xFEEF04BDu;
 constexpr std::uint64_t kFixedFileInfoSize = 52;
 // "VS_VERSION_INFO" with its terminating zero, in UTF-16LE, after the three
-// WORDs wLength, wValueLength and wType. Sized by the literal itself.
-constexpr char16_t kVersionKey[] = u"VS_VERSION_INFO";
+// WORDs wLength, wValueLength and wType.
+constexpr std::u16string_view kVersionKey{u"VS_VERSION_INFO", 16};
 constexpr std::uint64_t kVersionKeyOffset = 6;
 
 // Every read goes through here: offset and length are checked against the
@@ -188,14 +188,14 @@ std::optional<PeFileVersion> fixedFileVersion(const Bytes &b, std::uint64_t bloc
     if (!declared || !valueLength)
         return std::nullopt;
     const std::uint64_t extent = std::min<std::uint64_t>(*declared, size);
-    for (std::size_t i = 0; i < std::size(kVersionKey); ++i) {
+    for (std::size_t i = 0; i < kVersionKey.size(); ++i) {
         if (b.u16(block + kVersionKeyOffset + 2 * i) != kVersionKey[i])
             return std::nullopt;
     }
     // The value starts at the next 32-bit boundary after the key, counted
     // from the start of the block.
     const std::uint64_t value =
-        (kVersionKeyOffset + 2 * std::size(kVersionKey) + 3) & ~std::uint64_t{3};
+        (kVersionKeyOffset + 2 * kVersionKey.size() + 3) & ~std::uint64_t{3};
     if (*valueLength < kFixedFileInfoSize || value + kFixedFileInfoSize > extent)
         return std::nullopt;
     if (b.u32(block + value) != kFixedFileInfoSignature)
