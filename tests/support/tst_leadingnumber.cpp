@@ -35,13 +35,11 @@ private slots:
                    keep = OnOverflow::KeepDigitsRead;
         row("plus sign", u"+42"_s, 100, zero, 42, 42);
         row("blanks, sign, text after", u"  -7x"_s, 100, zero, -7, -7);
-        row("stops at the first non-digit", u"12 34"_s, 100, zero, 12, 12);
+        row("stops at the first non-digit", u"12.34"_s, 100, zero, 12, 12);
         row("leading zeros", u"0000000000000000000000042"_s, 100, zero, 42, 42);
         row("no digits", u"abc"_s, 100, sat, 0, 0);
-        row("empty", QString(), 100, sat, 0, 0);
         row("blank after the sign", u"- 5"_s, 100, sat, 0, 0);
         row("two signs", u"+-5"_s, 100, sat, 0, 0);
-        row("decimal point ends it", u"3.9"_s, 100, sat, 3, 3);
         row("digit of another script", u"\u0663"_s, 100, sat, 0, 0);
         row("tab first", u"\t9"_s, 100, zero, 9, 9);
         row("line feed first: text only", u"\n9"_s, 100, zero, 9, 0);

@@ -3,7 +3,6 @@
 #include "support/helpers/PeImageWriter.h"
 
 #include <QProcess>
-#include <QRandomGenerator>
 #include <QStandardPaths>
 #include <QtEndian>
 #include <QtTest>
@@ -88,72 +87,6 @@ private slots:
         for (int size = 0; size < needed; ++size)
             QVERIFY2(parsed(image.left(size)) == u"none", QByteArray::number(size));
         QCOMPARE(parsed(image.left(needed)), u"65535.0.7.1"_s);
-    }
-
-    void randomMutations()
-    {
-        QRandomGenerator rng(20240611);
-        const QByteArray images[] = {buildImage({false, {1, 2, 3, 4}, true}),
-                                     buildImage({true, {1, 2, 3, 4}, true})};
-        const std::uint32_t interesting[] = {0,           1,           0x7FFFFFFFu, 0x80000000u,
-                                             0xFFFFFFFFu, 0x80000010u, kRsrcRva,    0xFFFF};
-        // The file version's two words: an edit there may change the answer.
-        const int versionFrom = kRsrcFile + kVersionBlock + 48, versionTo = versionFrom + 8;
-        int good = 0, bad = 0;
-        for (int round = 0; round < 20000; ++round) {
-            QByteArray b = images[round & 1];
-            bool versionEdited = false;
-            const auto edited = [&](int from, int length) {
-                versionEdited = versionEdited || (from < versionTo && from + length > versionFrom);
-            };
-            for (int e = 1 + int(rng.bounded(6)); e > 0 && !b.isEmpty(); --e) {
-                // Most edits go to the headers and the resource tree, where the
-                // reader looks; whole words hit offsets and counts.
-                const int span = rng.bounded(4) ? kRsrcFile + 0xE0 : int(b.size());
-                const int at = int(rng.bounded(std::min(span, int(b.size())))) & ~3;
-                switch (rng.bounded(4)) {
-                case 0:
-                    b[at] = char(rng.bounded(256));
-                    edited(at, 1);
-                    break;
-                case 1:
-                    if (at + 4 <= b.size()) {
-                        put32(b, at, interesting[rng.bounded(8)]);
-                        edited(at, 4);
-                    }
-                    break;
-                case 2:
-                    if (at + 4 <= b.size()) {
-                        const int half = at + 2 * int(rng.bounded(2));
-                        put16(b, half, std::uint16_t(rng.bounded(65536)));
-                        edited(half, 2);
-                    }
-                    break;
-                default:
-                    b.truncate(at);
-                }
-            }
-            // Whatever else was damaged, the reader finds the one version
-            // block or gives up: it never makes up a version.
-            const QString answer = parsed(b);
-            if (!versionEdited)
-                QVERIFY2(answer == u"1.2.3.4" || answer == u"none",
-                         qPrintable(u"round %1: %2"_s.arg(round).arg(answer)));
-            answer == u"none" ? ++bad : ++good;
-        }
-        for (int round = 0; round < 2000; ++round) {
-            QByteArray noise(int(rng.bounded(2048)), Qt::Uninitialized);
-            for (char &c : noise)
-                c = char(rng.bounded(256));
-            if (noise.size() >= 0x40) {
-                noise.replace(0, 2, "MZ");
-                put32(noise, 0x3C, rng.bounded(std::uint32_t(noise.size())));
-            }
-            // Noise is no image, whatever its first bytes say.
-            QCOMPARE(parsed(noise), u"none"_s);
-        }
-        // Both outcomes, or the edits never reached the reader's deeper paths.
-        QVERIFY(good > 0 && bad > 0);
     }
 
     void toolchainBuiltExe_data()

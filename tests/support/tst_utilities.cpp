@@ -99,7 +99,9 @@ private slots:
     {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("encoded");
-        QTest::newRow("year") << u"A\u00F1o 1-2"_s << u"A%F1o+1%2D2"_s;
+        QTest::newRow("year, range ends") << u"A\u00F1o 09azAZ-"_s << u"A%F1o+09azAZ%2D"_s;
+        QTest::newRow("just past ASCII") << u"\u0080/:@[`{"_s << u"%3F%2F%3A%40%5B%60%7B"_s;
+        QTest::newRow("lone surrogate at the end") << u"a\xD83D"_s << u"a%3F"_s;
         QTest::newRow("unreserved too") << u"-_.~"_s << u"%2D%5F%2E%7E"_s;
         QTest::newRow("controls") << u"a\tb\r\n"_s << u"a%09b%0D%0A"_s;
         QTest::newRow("euro") << u"\u20AC"_s << u"%80"_s;
