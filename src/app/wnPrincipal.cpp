@@ -25,6 +25,7 @@
 #include <QLoggingCategory>
 
 #include <limits>
+#include <utility>
 
 Q_DECLARE_LOGGING_CATEGORY(lcStart)
 
@@ -246,15 +247,20 @@ void wnPrincipal::showServerLine(int index)
     if (!item)
         return;
     const DynIpServer &s = m_servers.servers()[size_t(index)];
-    item->setText(serverLine(s.Name, s.State));
-    item->setToolTip(serverTip(s));
+    // Unchanged lines are not set again: a list item repaints on every set.
+    const QString line = serverLine(s.Name, s.State), tip = serverTip(s);
+    if (item->text() != line)
+        item->setText(line);
+    if (item->toolTip() != tip)
+        item->setToolTip(tip);
 }
 
 void wnPrincipal::showStatus(const ScanStatus &status)
 {
     if (status.hasRow()) {
         m_ui->LabelTitulo->setText(status.statusText());
-        m_ui->imgEstado->setPixmap(m_tray->PicsPicture(status.basePicture()).pixmap(48, 48));
+        if (std::exchange(m_shownPicture, status.basePicture()) != status.basePicture())
+            m_ui->imgEstado->setPixmap(m_tray->PicsPicture(status.basePicture()).pixmap(48, 48));
     }
     m_tray->showStatus(status);
     if (status.hasRow() && m_ui->Recomendacion->text() != status.recommendation())

@@ -124,6 +124,9 @@ private:
     std::unique_ptr<TrayMenu> m_tray;
     std::unique_ptr<Caption> m_labelStatus;
     std::unique_ptr<Caption> m_windowCaption;
+    // The status picture on show: a tick that judges the same state
+    // repaints nothing (an idle agent must not wake the display each second).
+    int m_shownPicture = -1;
     std::unique_ptr<ScanCycle> m_scan;
     std::unique_ptr<Downloads> m_downloads;
     std::unique_ptr<MaintenanceDispatcher> m_dispatcher;
