@@ -68,12 +68,15 @@ private slots:
         QTest::newRow("modem and lan")
             << Interfaces{{u"wwan0"_s, "0x1091\n", "1\n"}, {u"wlan0"_s, "0x1003\n", "1\n"}}
             << uint(flag::Modem | flag::Lan | flag::Configured);
-        QTest::newRow("loopback not by name")
-            << Interfaces{{u"lo2"_s, "0x9\n", "1\n", "772\n"}} << uint(flag::Offline);
+        // Loopback by its flags or by its type, whatever its name.
+        QTest::newRow("loopback by flags")
+            << Interfaces{{u"lo2"_s, "0X9\n", "1\n", "1\n"}} << uint(flag::Offline);
+        QTest::newRow("loopback by type")
+            << Interfaces{{u"lo3"_s, "0x1003\n", "1\n", "772\n"}} << uint(flag::Offline);
         QTest::newRow("no flags attribute, operstate up")
             << Interfaces{{u"eth0"_s, QByteArray(), "1\n", "1\n", "up\n"}} << lanUp;
         QTest::newRow("garbled flags fall back to operstate")
-            << Interfaces{{u"eth0"_s, "zz\n", "1\n", "1\n", "down\n"}} << offline;
+            << Interfaces{{u"eth0"_s, "0x1003zz\n", "1\n", "1\n", "down\n"}} << offline;
     }
 
     void flags()
