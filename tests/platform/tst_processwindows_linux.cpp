@@ -133,11 +133,7 @@ private slots:
     void startsReapsAndRefusesProcesses()
     {
         auto pw = createProcessWindows();
-        const ProcessToken quick = pw->startProcess("true");
-        QVERIFY(quick != 0);
-        QTRY_VERIFY(!pw->isRunning(quick));
-        pw->release(quick);
-
+        // (A process that ends by itself: startsQuotedProgramInWorkingDirectory.)
         // Ended by a signal: seen as ended all the same. The child handles
         // signals by default, whatever this process ignores.
         ::signal(SIGTERM, SIG_IGN);
