@@ -56,7 +56,7 @@ std::optional<Address> parseAddress(const QString &url)
     if (rest.startsWith(u"http://", Qt::CaseInsensitive))
         rest = rest.sliced(7);
     const qsizetype end = rest.indexOf(u'/');
-    const QStringView authority = end < 0 ? rest : rest.first(end);
+    const QStringView authority = rest.left(end); // all of it when there is no path
     Address a;
     // "[::1]:8080" holds colons of its own.
     const qsizetype colon = authority.lastIndexOf(u':');

@@ -1,17 +1,11 @@
 #include "platform/HostResolver.h"
-#include "platform/Pinger.h"
 #include "platform/Pinger_linux.h"
 
-#include <QSignalSpy>
-#include <QSocketNotifier>
 #include <QTest>
 
 #include <arpa/inet.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 using namespace orvex::platform;
-using namespace Qt::StringLiterals;
 using Bytes = std::vector<std::uint8_t>;
 
 namespace {
@@ -45,16 +39,9 @@ Bytes error(std::uint8_t type, std::uint8_t code, std::uint16_t seq)
     return withIp(m);
 }
 
-bool canOpen(int type)
-{
-    const int fd = ::socket(AF_INET, type, IPPROTO_ICMP);
-    if (fd >= 0)
-        ::close(fd);
-    return fd >= 0;
-}
-
 } // namespace
 
+// The echo itself, sent and answered, is the seams' test (tests/seams/tst_pinger.cpp).
 class TestPingerLinux : public QObject
 {
     Q_OBJECT
@@ -64,7 +51,6 @@ private slots:
     {
         QTest::addColumn<Bytes>("message");
         QTest::addColumn<int>("sum");
-
         // RFC 1071 section 3 works this one through: the sum is 0xddf2.
         QTest::newRow("RFC 1071") << Bytes{0x00, 0x01, 0xf2, 0x03, 0xf4, 0xf5, 0xf6, 0xf7}
                                   << 0x220d;
@@ -73,19 +59,18 @@ private slots:
         // With its checksum in place a message sums to all ones.
         QTest::newRow("our request") << icmp::buildEchoRequest(kId, kSeq) << 0;
     }
-
     void checksum()
     {
         QFETCH(Bytes, message);
         QTEST(int(icmp::checksum(message)), "sum");
     }
 
+    // What a datagram or raw socket hands back: ours, someone else's, or an error about ours.
     void matchReply_data()
     {
         QTest::addColumn<Bytes>("received");
         QTest::addColumn<bool>("raw");
         QTest::addColumn<int>("status"); // -1: not ours
-
         Bytes altered = reply(kId, kSeq);
         altered.back() ^= 1;
         QTest::newRow("reply, datagram") << reply(kId, kSeq) << false << 0;
@@ -99,7 +84,6 @@ private slots:
         QTest::newRow("time exceeded") << error(11, 0, kSeq) << true << 11013;
         QTest::newRow("error about another echo") << error(3, 1, kSeq + 1) << true << -1;
     }
-
     void matchReply()
     {
         QFETCH(Bytes, received);
@@ -108,45 +92,27 @@ private slots:
         QTEST(got ? int(*got) : -1, "status");
     }
 
-    // The echo's socket wakes the caller's event loop when the answer has come
-    // (the answer itself is the seams' test).
-    void pendingEchoAnswersThroughItsSocket()
-    {
-        if (!canOpen(SOCK_DGRAM) && !canOpen(SOCK_RAW))
-            QSKIP("no ICMP sockets permitted here");
-        const auto echo = createPinger()->send(inet_addr("127.0.0.1"), 5000);
-        QVERIFY(echo->readableSocket() >= 0);
-        QSocketNotifier readable(echo->readableSocket(), QSocketNotifier::Read);
-        QSignalSpy woke(&readable, &QSocketNotifier::activated);
-        QVERIFY(woke.wait(10000));
-        const auto r = echo->check();
-        QVERIFY(r && r->replies == 1 && r->status == echo_status::Success);
-        QCOMPARE(echo->readableSocket(), -1); // answered: nothing more to watch
-    }
-
+    // The answer comes through the caller's event loop, never blocking it.
     void resolvesWithoutBlocking_data()
     {
         QTest::addColumn<QByteArray>("name");
-        QTest::addColumn<uint>("firstByte"); // 0: does not resolve
-        QTest::newRow("localhost") << "localhost"_ba << 127u;
-        QTest::newRow("dotted") << "127.0.0.5"_ba << 127u;
+        QTest::addColumn<uint>("address"); // host order; 0: does not resolve
+        QTest::newRow("localhost") << QByteArray("localhost") << 0x7f000001u;
+        QTest::newRow("dotted") << QByteArray("127.0.0.5") << 0x7f000005u;
         QTest::newRow("empty") << QByteArray() << 0u;
     }
     void resolvesWithoutBlocking()
     {
         QFETCH(QByteArray, name);
-        QFETCH(uint, firstByte);
-        const auto resolver = createHostResolver();
         int calls = 0;
         std::optional<std::uint32_t> address;
+        const auto resolver = createHostResolver(); // its answers end with it
         resolver->lookupIPv4(name.toStdString(), [&](std::optional<std::uint32_t> a) {
             ++calls;
             address = a;
         });
         QTRY_COMPARE(calls, 1);
-        QCOMPARE(address ? ntohl(*address) >> 24 : 0u, firstByte);
-        if (name == "127.0.0.5")
-            QCOMPARE(*address, inet_addr("127.0.0.5"));
+        QTEST(address ? ntohl(*address) : 0u, "address");
     }
 };
 

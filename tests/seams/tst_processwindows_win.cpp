@@ -42,32 +42,11 @@ TEST_SUITE("processwindows")
         CHECK(pw->findWindowByClass("OrvexProbeClas") == 0);
 
         CHECK(pw->postClose(window.handle()));
-        CHECK(window.waitForClose());
-        CHECK(window.closeRequests() == 1);
+        CHECK(orvex::seamtest::TestWindow::closeRequestsQueued() == 1);
         CHECK_FALSE(pw->postClose(0));
     }
 
-    TEST_CASE("a started process is seen running until it ends")
-    {
-        const auto pw = createProcessWindows();
-        const std::string me = '"' + ownProgram() + '"';
-
-        HANDLE go = CreateEventA(nullptr, TRUE, FALSE, "OrvexSeamTestGo");
-        const ProcessToken waiting = pw->startProcess(me + " --child wait OrvexSeamTestGo");
-        REQUIRE(waiting != 0);
-        CHECK(pw->isRunning(waiting));
-        SetEvent(go);
-        CHECK(WaitForSingleObject(processOf(waiting), 10000) == WAIT_OBJECT_0);
-        CHECK_FALSE(pw->isRunning(waiting));
-        pw->release(waiting);
-        CloseHandle(go);
-
-        CHECK(pw->startProcess("") == 0);
-        CHECK(pw->startProcess("C:\\orvex\\no-such-program.exe") == 0);
-        CHECK_FALSE(pw->isRunning(0));
-    }
-
-    TEST_CASE("the working folder and a normal window")
+    TEST_CASE("a started process runs in its working folder and is seen running until it ends")
     {
         char temp[MAX_PATH] = {};
         GetTempPathA(MAX_PATH, temp);
@@ -76,13 +55,23 @@ TEST_SUITE("processwindows")
         const std::string out = folder + "\\cwd.txt";
         DeleteFileA(out.c_str());
         const auto pw = createProcessWindows();
-        const ProcessToken p = pw->startProcess(
-            '"' + ownProgram() + "\" --child cwd \"" + out + '"', folder, StartMode::NormalWindow);
+        HANDLE go = CreateEventA(nullptr, TRUE, FALSE, "OrvexSeamTestGo");
+        const ProcessToken p =
+            pw->startProcess('"' + ownProgram() + "\" --child OrvexSeamTestGo \"" + out + '"',
+                             folder, StartMode::NormalWindow);
         REQUIRE(p != 0);
+        CHECK(pw->isRunning(p));
+        SetEvent(go);
         CHECK(WaitForSingleObject(processOf(p), 10000) == WAIT_OBJECT_0);
+        CHECK_FALSE(pw->isRunning(p));
         pw->release(p);
+        CloseHandle(go);
         std::string written;
         std::getline(std::ifstream(out), written);
         CHECK(written == folder);
+
+        for (const char *refused : {"", "C:\\orvex\\no-such-program.exe"})
+            CHECK(pw->startProcess(refused) == 0);
+        CHECK_FALSE(pw->isRunning(0));
     }
 }

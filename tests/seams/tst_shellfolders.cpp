@@ -21,6 +21,11 @@ TEST_SUITE("shellfolders")
     TEST_CASE("every folder the agent reads has its place, without a trailing separator")
     {
         auto shell = createShellFolders();
+        const auto expect = [](const FolderLookup &found, bool known) {
+            CHECK((found.outcome == FolderLookup::Outcome::Found) == known);
+            if (known)
+                CHECK_FALSE((found.path.empty() || endsWithSeparator(found.path)));
+        };
         // The bases of the shortcuts first: the menus of the user and of the
         // machine, and the start-up groups.
         for (const int id : {csidl::Programs, csidl::StartMenu, csidl::CommonPrograms,
@@ -28,26 +33,18 @@ TEST_SUITE("shellfolders")
                              csidl::Desktop, csidl::Documents, csidl::Templates,
                              csidl::ApplicationData, csidl::InternetCache, csidl::ProgramFiles}) {
             CAPTURE(id);
-            const FolderLookup found = shell->specialFolder(id);
-            CHECK(found.outcome == FolderLookup::Outcome::Found);
-            CHECK_FALSE(found.path.empty());
-            CHECK_FALSE(endsWithSeparator(found.path));
+            expect(shell->specialFolder(id), true);
         }
         // The Windows shell knows the rest too; a freedesktop system has no
         // equivalent for them.
         for (const int id : {csidl::Favorites, csidl::SendTo, csidl::RecentDocuments,
                              csidl::Cookies, csidl::History}) {
             CAPTURE(id);
-            const FolderLookup found = shell->specialFolder(id);
-            CHECK((found.outcome == FolderLookup::Outcome::Found) == kWindows);
+            expect(shell->specialFolder(id), kWindows);
         }
         for (const SystemFolder which :
-             {SystemFolder::Windows, SystemFolder::System, SystemFolder::Temporary}) {
-            const FolderLookup found = shell->systemFolder(which);
-            CHECK(found.outcome == FolderLookup::Outcome::Found);
-            CHECK_FALSE(found.path.empty());
-            CHECK_FALSE(endsWithSeparator(found.path));
-        }
+             {SystemFolder::Windows, SystemFolder::System, SystemFolder::Temporary})
+            expect(shell->systemFolder(which), true);
     }
 
     TEST_CASE("an id the shell does not know is refused, with an error number and its text")

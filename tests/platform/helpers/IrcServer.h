@@ -2,7 +2,8 @@
 // A private chat server for the chat tests, ngircd or InspIRCd: its own
 // configuration in a temporary folder, on 127.0.0.1 only, on a port that
 // was free. It ends with the object.
-#include <QFile>
+#include "common/TestSupport.h"
+
 #include <QProcess>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -14,13 +15,13 @@ class IrcServer
 {
 public:
     enum Kind { Ngircd, InspIRCd };
-    explicit IrcServer(Kind kind)
-        : m_kind(kind), m_program(kind == Ngircd ? QStringLiteral("/usr/sbin/ngircd")
-                                                 : QStringLiteral("/usr/sbin/inspircd"))
-    {}
+    explicit IrcServer(Kind kind) : m_kind(kind) {}
 
-    QString program() const { return m_program; }
-    bool installed() const { return QFile::exists(m_program); }
+    QString program() const
+    {
+        return m_kind == Ngircd ? QStringLiteral("/usr/sbin/ngircd")
+                                : QStringLiteral("/usr/sbin/inspircd");
+    }
 
     // accepting() says when it takes connections.
     bool start()
@@ -30,18 +31,12 @@ public:
         m_port = probe.serverPort();
         probe.close();
         const QString dir = m_dir.path(), conf = dir + QStringLiteral("/server.conf");
-        QFile motd(dir + QStringLiteral("/motd")), file(conf);
-        if (!motd.open(QIODevice::WriteOnly) || motd.write("Bienvenido al centro\n") < 0 ||
-            !file.open(QIODevice::WriteOnly) ||
-            file.write(QString::fromLatin1(m_kind == Ngircd ? kNgircd : kInspIRCd)
-                           .arg(m_port)
-                           .arg(dir)
-                           .toUtf8()) < 0)
+        const QString text = QString::fromLatin1(m_kind == Ngircd ? kNgircd : kInspIRCd);
+        if (!writeBytes(dir + QStringLiteral("/motd"), "Bienvenido al centro\n") ||
+            !writeBytes(conf, text.arg(m_port).arg(dir).toUtf8()))
             return false;
-        motd.close();
-        file.close();
         m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_process.start(m_program,
+        m_process.start(program(),
                         m_kind == Ngircd
                             ? QStringList{QStringLiteral("-n"), QStringLiteral("-f"), conf}
                             : QStringList{QStringLiteral("--nofork"), QStringLiteral("--runasroot"),
@@ -71,7 +66,6 @@ private:
         "<pid file=\"%2/pid\">\n<path configdir=\"%2\" datadir=\"%2\" logdir=\"%2\">\n";
 
     Kind m_kind;
-    QString m_program;
     QTemporaryDir m_dir;
     QProcess m_process;
     quint16 m_port = 0;
