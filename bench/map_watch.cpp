@@ -26,6 +26,13 @@ std::string titleOf(Display *display, Window window)
     return title;
 }
 
+// A window may be gone by the time its title is asked for (programs map and
+// destroy short-lived windows at start): that is no reason to stop watching.
+int ignoreErrors(Display *, XErrorEvent *)
+{
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -39,6 +46,7 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "map_watch: no X display\n");
         return 2;
     }
+    XSetErrorHandler(ignoreErrors);
     const Window root = DefaultRootWindow(display);
     XSelectInput(display, root, SubstructureNotifyMask);
     XSync(display, False);
