@@ -37,7 +37,8 @@ once() { # title program... -> ms
   local out pid ms
   out=$("$src/$build/bench/map_watch" "$@")
   pid=${out%% *}; ms=${out##* }
-  kill "$pid" 2>/dev/null; wait "$pid" 2>/dev/null || true
+  kill "$pid" 2>/dev/null || true # it may have ended already
+  wait "$pid" 2>/dev/null || true
   echo "$ms"
 }
 agent=(); bare=()
