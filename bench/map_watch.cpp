@@ -66,9 +66,9 @@ int main(int argc, char **argv)
             continue;
         // Qt names its windows before it maps them.
         if (titleOf(display, event.xmap.window) == argv[1]) {
-            const auto ms = std::chrono::duration<double, std::milli>(
-                                std::chrono::steady_clock::now() - start)
-                                .count();
+            const auto ms =
+                std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
+                    .count();
             std::printf("%.1f\n", ms);
             return 0;
         }
