@@ -2,6 +2,7 @@
 #include "app/ProgramEnd.h"
 #include "app/TrayMenu.h"
 #include "app/wnPrincipal.h"
+#include "platform/DisplaySetup.h"
 #include "platform/SingleInstance.h"
 #include "platform/Termination.h"
 
@@ -10,6 +11,7 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QNetworkProxy>
 #include <QPixmap>
 #include <QStringList>
 #include <QTimer>
@@ -101,8 +103,13 @@ void runActionsWhenAsked(orvex::wnPrincipal &main)
 
 int main(int argc, char *argv[])
 {
+    orvex::platform::prepareDisplay();
     QApplication app(argc, argv);
     logToFileWhenAsked();
+    // The agent reaches the centre's addresses directly, as plain sockets
+    // do: no proxy from the desktop's settings is put in between (and none
+    // is looked up for every connection).
+    QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
     QApplication::setApplicationName(QStringLiteral("Orvex"));
     QApplication::setOrganizationName(QStringLiteral("Lumaris"));
     // The agent lives in the notification area: hiding its last window must
