@@ -42,7 +42,8 @@ struct RecordingShell final : platform::ShellFolders
     bool machineWideMenusWritable() override { return machineWide; }
     bool writeShellLink(const platform::ShellLink &link) override
     {
-        links.push_back(link);
+        links.push_back(link.folder + '|' + link.caption + '|' + link.target + '|' +
+                        link.arguments);
         return writes;
     }
 
@@ -52,8 +53,7 @@ struct RecordingShell final : platform::ShellFolders
     std::uint32_t platformId = 2;
     bool machineWide = true;
     bool writes = true;
-    std::vector<std::string> groups;
-    std::vector<platform::ShellLink> links;
+    std::vector<std::string> groups, links;
 };
 
 } // namespace
@@ -67,40 +67,31 @@ private slots:
     // machine's or the user's.
     void theBaseFolderFollowsTheFlags_data()
     {
-        QTest::addColumn<bool>("allUsers");
-        QTest::addColumn<bool>("inPrograms");
-        QTest::addColumn<uint>("platformId");
-        QTest::addColumn<bool>("machineWide");
-        QTest::addColumn<int>("menu");
-        QTest::addColumn<QString>("scope");
-        QTest::newRow("all users, Programs") << true << true << 2u << true << 23 << "all";
-        QTest::newRow("user, Programs") << false << true << 2u << true << 2 << "user";
-        QTest::newRow("all users, Start menu") << true << false << 2u << true << 22 << "all";
-        QTest::newRow("user, Start menu") << false << false << 2u << true << 11 << "user";
-        QTest::newRow("consumer family: user") << true << true << 1u << true << 2 << "user";
-        QTest::newRow("machine's not writable") << true << false << 2u << false << 11 << "user";
+        QTest::addColumn<QString>("flags"); // all users, in Programs, platform 1, not writable
+        QTest::addColumn<QString>("link");
+        QTest::newRow("all users, Programs") << u"AP"_s << u"23 all"_s;
+        QTest::newRow("user, Programs") << u"P"_s << u"2 user"_s;
+        QTest::newRow("all users, Start menu") << u"A"_s << u"22 all"_s;
+        QTest::newRow("user, Start menu") << QString() << u"11 user"_s;
+        QTest::newRow("consumer family: user") << u"AP1"_s << u"2 user"_s;
+        QTest::newRow("machine's not writable") << u"A-"_s << u"11 user"_s;
     }
     void theBaseFolderFollowsTheFlags()
     {
-        QFETCH(bool, allUsers);
-        QFETCH(bool, inPrograms);
-        QFETCH(int, menu);
-        QFETCH(QString, scope);
+        QFETCH(QString, flags);
         RecordingShell shell;
-        QFETCH(uint, platformId);
-        shell.platformId = platformId;
-        QFETCH(bool, machineWide);
-        shell.machineWide = machineWide;
+        shell.platformId = flags.contains(u'1') ? 1 : 2;
+        shell.machineWide = !flags.contains(u'-');
         SpecialFolders folders(shell);
         QVERIFY(folders.Win_CreateShortCutSTKit(u"Sendaro"_s, u"/p/Orvex.exe"_s, u"-x"_s,
-                                                u"Orvex"_s, allUsers, inPrograms));
-        QCOMPARE(shell.groups, std::vector<std::string>{".\\Sendaro " + scope.toStdString()});
-        QCOMPARE(shell.links.size(), size_t(1));
-        const platform::ShellLink &link = shell.links[0];
-        QCOMPARE(link.folder, "/menus/" + std::to_string(menu) + "/group");
-        QCOMPARE(link.caption, std::string("Orvex"));
-        QCOMPARE(link.target, std::string("/p/Orvex.exe"));
-        QCOMPARE(link.arguments, std::string("-x"));
+                                                u"Orvex"_s, flags.contains(u'A'),
+                                                flags.contains(u'P')));
+        QFETCH(QString, link);
+        const std::string menu = link.section(u' ', 0, 0).toStdString();
+        QCOMPARE(shell.groups,
+                 std::vector<std::string>{".\\Sendaro " + link.section(u' ', 1).toStdString()});
+        QCOMPARE(shell.links,
+                 std::vector<std::string>{"/menus/" + menu + "/group|Orvex|/p/Orvex.exe|-x"});
     }
 
     // The toolkit's rule looks at the second character, not the first.
