@@ -18,8 +18,9 @@ HWND makeWindow(const wchar_t *title)
         c.lpszClassName = L"OrvexProbeClass";
         return RegisterClassW(&c);
     }();
-    HWND w = CreateWindowExW(0, MAKEINTATOM(probe), title, WS_OVERLAPPEDWINDOW, 0, 0, 120, 80,
-                             nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
+    HWND w = CreateWindowExW(0, reinterpret_cast<LPCWSTR>(std::uintptr_t(probe)), title,
+                             WS_OVERLAPPEDWINDOW, 0, 0, 120, 80, nullptr, nullptr,
+                             GetModuleHandleW(nullptr), nullptr);
     ShowWindow(w, SW_SHOWNORMAL);
     return w;
 }
