@@ -179,18 +179,7 @@ private slots:
         QVERIFY(items.size() == IrcClient::kMaxWaiting && items[0].endsWith(u"\t200\tprov1"_s));
     }
 
-    void aRefusedConnectionIsNoLink()
-    {
-        test::MessageLog log("orvex.chat");
-        const quint16 port = m_server.serverPort();
-        m_server.close();
-        const auto refused = client(port);
-        QSignalSpy changes(refused.get(), &IrcClient::connectedChanged);
-        QTRY_VERIFY(log.contains(u"refused"_s));
-        QVERIFY(changes.isEmpty() && !refused->isConnected());
-    }
-
-    void aSilentLinkIsAskedThenDroppedAndConnectedAgain()
+    void aSilentLinkIsDroppedAndConnectedAgainARefusedOneIsNoLink()
     {
         m_client->setLinkCheck(100, 100);
         m_link->write(":irc.t 001 prov1 :Hola\r\nPING :irc.t\r\n");
@@ -204,6 +193,15 @@ private slots:
         QTRY_COMPARE(m_heard.count("USER "), 2);
         m_link->write(":irc.t 001 prov1 :Hola\r\n");
         QTRY_VERIFY(m_client->isConnected());
+
+        // A refused connection is no link, and no change to report.
+        test::MessageLog log("orvex.chat");
+        const quint16 port = m_server.serverPort();
+        m_server.close();
+        const auto refused = client(port);
+        QSignalSpy refusedChanges(refused.get(), &IrcClient::connectedChanged);
+        QTRY_VERIFY(log.contains(u"refused"_s));
+        QVERIFY(refusedChanges.isEmpty() && !refused->isConnected());
     }
 };
 

@@ -36,8 +36,8 @@ bool clientMessageSeen(Display *d, Window w, Atom type, Atom first = 0)
 
 } // namespace
 
-// A private X server: -displayfd lets it pick a free display and say which.
-// The test's own Xlib connection to it makes the windows.
+// A private X server (-displayfd lets it pick a free display and say which),
+// and the test's own Xlib connection to it, which makes the windows.
 class XServer
 {
 public:
@@ -45,8 +45,7 @@ public:
 
     bool start()
     {
-        m_process.start(u"Xvfb"_s, {u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s, u"-screen"_s,
-                                    u"0"_s, u"320x240x24"_s});
+        m_process.start(u"Xvfb"_s, {u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s});
         QByteArray number;
         while (!number.endsWith('\n') && m_process.waitForReadyRead(15000))
             number += m_process.readAllStandardOutput();
@@ -60,8 +59,7 @@ public:
     void stop()
     {
         if (m_display)
-            XCloseDisplay(m_display);
-        m_display = nullptr;
+            XCloseDisplay(std::exchange(m_display, nullptr));
         m_process.kill();
         m_process.waitForFinished(5000);
     }
@@ -105,7 +103,6 @@ private slots:
     {
         QTest::addColumn<QString>("line");
         QTest::addColumn<QString>("parts"); // the program, then each argument, after a "|"
-        QTest::newRow("plain") << u"cat 5"_s << u"cat|5"_s;
         QTest::newRow("quoted program keeps its backslashes")
             << uR"("C:\Program Files\Orvex\oxzip.exe" -add "copia de x.zip" *.ini)"_s
             << uR"(C:\Program Files\Orvex\oxzip.exe|-add|copia de x.zip|*.ini)"_s;
@@ -130,12 +127,29 @@ private slots:
         QTEST(parts.join(u'|'), "parts");
     }
 
+    // A quoted program gets its arguments and working folder; one that ends,
+    // is killed or is released while it runs is reaped, never left a zombie.
     void startsReapsAndRefusesProcesses()
     {
+        QTemporaryDir tmp;
+        const QString bin = tmp.filePath(u"con espacio"_s), work = tmp.filePath(u"trabajo"_s);
+        const QString script = bin + u"/anotar args.sh"_s;
+        QVERIFY(QDir().mkpath(bin) && QDir().mkpath(work));
+        QVERIFY(orvex::test::writeBytes(
+            script,
+            "#!/bin/sh\npwd > out.txt\nfor a in \"$@\"; do echo \"[$a]\" >> out.txt; done\n"));
+        QVERIFY(QFile::setPermissions(script, QFile::ReadOwner | QFile::ExeOwner));
         auto pw = createProcessWindows();
-        // (A process that ends by itself: startsQuotedProgramInWorkingDirectory.)
-        // Ended by a signal: seen as ended all the same. The child handles
-        // signals by default, whatever this process ignores.
+        const ProcessToken p =
+            pw->startProcess(QString(u'"' + script + u"\" uno \"dos tres\" año"_s).toStdString(),
+                             work.toStdString());
+        QVERIFY(p != 0);
+        QTRY_VERIFY(!pw->isRunning(p));
+        pw->release(p);
+        QCOMPARE(QString::fromUtf8(orvex::test::readBytes(work + u"/out.txt"_s)),
+                 QDir(work).canonicalPath() + u"\n[uno]\n[dos tres]\n[año]\n"_s);
+
+        // The child handles signals by default, whatever this process ignores.
         ::signal(SIGTERM, SIG_IGN);
         const ProcessToken killed = pw->startProcess("sleep 600");
         ::signal(SIGTERM, SIG_DFL);
@@ -144,13 +158,11 @@ private slots:
         QTRY_VERIFY(!pw->isRunning(killed));
         pw->release(killed);
 
-        // Released while still running: ending later must not leave a zombie.
         const ProcessToken detached = pw->startProcess("sleep 600", {}, StartMode::NormalWindow);
-        QVERIFY(detached != 0);
         pw->release(detached);
         QVERIFY(!pw->isRunning(detached)); // forgotten, whatever it does
         const QString proc = u"/proc/"_s + QString::number(detached);
-        QVERIFY(QFileInfo::exists(proc));
+        QVERIFY(detached != 0 && QFileInfo::exists(proc));
         ::kill(static_cast<pid_t>(detached), SIGKILL);
         QTRY_VERIFY((pw->isRunning(0), !QFileInfo::exists(proc)));
 
@@ -159,28 +171,6 @@ private slots:
         QCOMPARE(pw->startProcess("true", "/orvex/no/such/folder"), ProcessToken(0));
         QVERIFY(!pw->isRunning(424242));
         pw->release(424242); // unknown tokens are ignored
-    }
-
-    void startsQuotedProgramInWorkingDirectory()
-    {
-        QTemporaryDir tmp;
-        const QString bin = tmp.filePath(u"con espacio"_s), work = tmp.filePath(u"trabajo"_s);
-        QVERIFY(QDir().mkpath(bin) && QDir().mkpath(work));
-        const QString script = bin + u"/anotar args.sh"_s;
-        QVERIFY(orvex::test::writeBytes(
-            script,
-            "#!/bin/sh\npwd > out.txt\nfor a in \"$@\"; do echo \"[$a]\" >> out.txt; done\n"));
-        QVERIFY(QFile::setPermissions(script, QFile::ReadOwner | QFile::ExeOwner));
-
-        auto pw = createProcessWindows();
-        const ProcessToken p =
-            pw->startProcess(QString(u"\""_s + script + u"\" uno \"dos tres\" año"_s).toStdString(),
-                             work.toStdString());
-        QVERIFY(p != 0);
-        QTRY_VERIFY(!pw->isRunning(p));
-        pw->release(p);
-        QCOMPARE(QString::fromUtf8(orvex::test::readBytes(work + u"/out.txt"_s)),
-                 QDir(work).canonicalPath() + u"\n[uno]\n[dos tres]\n[año]\n"_s);
     }
 
     void findsAndClosesWindows()
@@ -210,7 +200,6 @@ private slots:
         // One walk for both: a title anywhere comes before a class.
         QCOMPARE(pw->findWindowByTitleOrClass("orvexprobe"), WindowHandle(modern));
         QCOMPARE(pw->findWindowByTitleOrClass("OrvexProbe"), WindowHandle(titledLikeAClass));
-        QCOMPARE(pw->findWindowByTitleOrClass("Año nuevo"), WindowHandle(legacy));
         QCOMPARE(pw->findWindowByTitleOrClass("Nadie"), WindowHandle(0));
 
         // Reading an event consumes it, and QTRY_VERIFY asks once more at the end.
@@ -229,7 +218,6 @@ private slots:
         XSync(d, False);
         QVERIFY(!pw->postClose(modern));
         QCOMPARE(pw->findWindowByTitle("Orvex – año"), WindowHandle(0));
-        QCOMPARE(pw->findWindowByTitle("Año nuevo"), WindowHandle(legacy));
 
         // With a window manager, its list of managed windows is what is searched.
         XChangeProperty(d, DefaultRootWindow(d), XInternAtom(d, "_NET_CLIENT_LIST", False),
@@ -238,16 +226,6 @@ private slots:
         XSync(d, False);
         QCOMPARE(pw->findWindowByTitleOrClass("OrvexProbe"), WindowHandle(0));
         QCOMPARE(pw->findWindowByTitle("Año nuevo"), WindowHandle(legacy));
-
-        // The connection kept open outlives its X server without ending the
-        // program, and finds the windows of the next one.
-        m_x.stop();
-        QCOMPARE(pw->findWindowByTitle("Año nuevo"), WindowHandle(0));
-        QVERIFY(!pw->hasWindowList());
-        QVERIFY(m_x.start());
-        const Window again = m_x.makeWindow("A\xf1o nuevo");
-        QVERIFY(pw->hasWindowList());
-        QCOMPARE(pw->findWindowByTitle("Año nuevo"), WindowHandle(again));
     }
 };
 

@@ -2,8 +2,6 @@
 
 #include <QTest>
 
-#include <array>
-
 using namespace orvex::platform;
 using namespace Qt::StringLiterals;
 
@@ -14,20 +12,17 @@ class TestSingleInstance : public QObject
     Q_OBJECT
 
 private slots:
-    void keyNamesTheUser_data()
-    {
-        QTest::addColumn<QByteArrayList>("environment"); // ORVEX_INSTANCE_KEY, USER, USERNAME
-        QTest::addColumn<QString>("key");
-        QTest::newRow("user") << QByteArrayList{"", "ana", "luis"} << u"orvex-agent-ana"_s;
-        QTest::newRow("no user") << QByteArrayList{"", "", "luis"} << u"orvex-agent-luis"_s;
-        QTest::newRow("set outright") << QByteArrayList{"k", "ana", "luis"} << u"k"_s;
-    }
     void keyNamesTheUser()
     {
-        QFETCH(QByteArrayList, environment);
-        for (int i = 0; i < 3; ++i)
-            qputenv(std::array{"ORVEX_INSTANCE_KEY", "USER", "USERNAME"}[i], environment[i]);
-        QTEST(defaultInstanceKey(), "key");
+        const auto key = [](const char *set, const char *user, const char *username) {
+            qputenv("ORVEX_INSTANCE_KEY", set);
+            qputenv("USER", user);
+            qputenv("USERNAME", username);
+            return defaultInstanceKey();
+        };
+        QCOMPARE(key("", "ana", "luis"), u"orvex-agent-ana"_s);
+        QCOMPARE(key("", "", "luis"), u"orvex-agent-luis"_s);
+        QCOMPARE(key("k", "ana", "luis"), u"k"_s);
     }
 };
 

@@ -8,11 +8,8 @@
 #include <shlobj.h>
 #include <shobjidl.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 
 namespace orvex::seamtest {
 
@@ -44,29 +41,6 @@ int runAsChild(int argc, char **argv)
     return 0;
 }
 
-void makeProgram(const std::string &path)
-{
-    const std::filesystem::path file(orvex::platform::toWide(path));
-    std::filesystem::create_directories(file.parent_path());
-    std::ofstream(file) << "MZ";
-}
-
-std::vector<std::string> filesIn(const std::string &folder)
-{
-    std::vector<std::string> names;
-    for (const auto &entry : std::filesystem::directory_iterator(
-             std::filesystem::path(orvex::platform::toWide(folder))))
-        names.push_back(orvex::platform::fromWide(entry.path().filename().c_str()));
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-void removeTree(const std::string &folder)
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(std::filesystem::path(orvex::platform::toWide(folder)), ignored);
-}
-
 // Through the shell's own link object, as Explorer reads it.
 LinkReadBack readLink(const std::string &path)
 {
@@ -90,10 +64,9 @@ LinkReadBack readLink(const std::string &path)
         if (SUCCEEDED(link->GetDescription(text, INFOTIPSIZE)))
             back.caption = orvex::platform::fromWide(text);
     }
-    if (file)
-        file->Release();
-    if (link)
-        link->Release();
+    for (IUnknown *object : {static_cast<IUnknown *>(file), static_cast<IUnknown *>(link)})
+        if (object)
+            object->Release();
     CoUninitialize();
     return back;
 }

@@ -1,26 +1,33 @@
 #include "SeamTest.h"
-#include "TestWindow_win.h"
 #include "platform/ProcessWindows.h"
+#include "platform/SystemMenu.h"
 
 #include <windows.h>
-
-#include <fstream>
-#include <string>
 
 using namespace orvex::platform;
 
 namespace {
 
-std::string ownProgram()
+// A top-level window of the test's own class, which a close request destroys.
+HWND makeWindow(const wchar_t *title)
 {
-    char path[MAX_PATH] = {};
-    GetModuleFileNameA(nullptr, path, MAX_PATH);
-    return path;
+    static const ATOM probe = [] {
+        WNDCLASSW c{};
+        c.lpfnWndProc = DefWindowProcW;
+        c.hInstance = GetModuleHandleW(nullptr);
+        c.lpszClassName = L"OrvexProbeClass";
+        return RegisterClassW(&c);
+    }();
+    HWND w = CreateWindowExW(0, reinterpret_cast<LPCWSTR>(std::uintptr_t(probe)), title,
+                             WS_OVERLAPPEDWINDOW, 0, 0, 120, 80, nullptr, nullptr,
+                             GetModuleHandleW(nullptr), nullptr);
+    ShowWindow(w, SW_SHOWNORMAL);
+    return w;
 }
 
-HANDLE processOf(ProcessToken token)
+WindowHandle handleOf(HWND w)
 {
-    return reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(token));
+    return reinterpret_cast<std::uintptr_t>(w);
 }
 
 } // namespace
@@ -29,40 +36,44 @@ TEST_SUITE("processwindows")
 {
     TEST_CASE("windows are found by their exact title or class and asked to close")
     {
-        orvex::seamtest::TestWindow window(L"Orvex \u2013 a\u00F1o");
+        HWND window = makeWindow(L"Orvex \u2013 a\u00F1o");
         const auto pw = createProcessWindows();
         REQUIRE(pw->hasWindowList());
-        // Titles and classes come in UTF-8.
-        CHECK(pw->findWindowByTitle("Orvex – año") == window.handle());
+        // Titles and classes come in UTF-8; the system ignores letter case.
+        CHECK(pw->findWindowByTitle("Orvex – año") == handleOf(window));
+        CHECK(pw->findWindowByTitle("ORVEX – AÑO") == handleOf(window));
         CHECK(pw->findWindowByTitle("Orvex") == 0); // exact, not a prefix
-        // The system compares titles without regard to letter case.
-        CHECK(pw->findWindowByTitle("ORVEX – AÑO") == window.handle());
-        CHECK(pw->findWindowByClass("OrvexProbeClass") == window.handle());
+        CHECK(pw->findWindowByClass("OrvexProbeClass") == handleOf(window));
         CHECK(pw->findWindowByClass("") == 0);
         CHECK(pw->findWindowByClass("OrvexProbeClas") == 0);
 
-        CHECK(pw->postClose(window.handle()));
-        CHECK(orvex::seamtest::TestWindow::closeRequestsQueued() == 1);
+        // Posted: in this thread's queue at once, and handled here.
+        CHECK(pw->postClose(handleOf(window)));
+        CHECK(IsWindow(window));
+        for (MSG msg; PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE);)
+            DispatchMessageW(&msg);
+        CHECK_FALSE(IsWindow(window));
         CHECK_FALSE(pw->postClose(0));
     }
 
     TEST_CASE("a started process runs in its working folder and is seen running until it ends")
     {
-        char temp[MAX_PATH] = {};
+        char temp[MAX_PATH] = {}, self[MAX_PATH] = {};
         GetTempPathA(MAX_PATH, temp);
-        const std::string folder = std::string(temp) + "orvex seam test";
+        GetModuleFileNameA(nullptr, self, MAX_PATH);
+        const std::string folder = std::string(temp) + "orvex seam test",
+                          out = folder + "\\cwd.txt";
         CreateDirectoryA(folder.c_str(), nullptr);
-        const std::string out = folder + "\\cwd.txt";
         DeleteFileA(out.c_str());
         const auto pw = createProcessWindows();
         HANDLE go = CreateEventA(nullptr, TRUE, FALSE, "OrvexSeamTestGo");
         const ProcessToken p =
-            pw->startProcess('"' + ownProgram() + "\" --child OrvexSeamTestGo \"" + out + '"',
+            pw->startProcess('"' + std::string(self) + "\" --child OrvexSeamTestGo \"" + out + '"',
                              folder, StartMode::NormalWindow);
         REQUIRE(p != 0);
         CHECK(pw->isRunning(p));
         SetEvent(go);
-        CHECK(WaitForSingleObject(processOf(p), 10000) == WAIT_OBJECT_0);
+        CHECK(WaitForSingleObject(reinterpret_cast<HANDLE>(p), 10000) == WAIT_OBJECT_0);
         CHECK_FALSE(pw->isRunning(p));
         pw->release(p);
         CloseHandle(go);
@@ -73,5 +84,34 @@ TEST_SUITE("processwindows")
         for (const char *refused : {"", "C:\\orvex\\no-such-program.exe"})
             CHECK(pw->startProcess(refused) == 0);
         CHECK_FALSE(pw->isRunning(0));
+    }
+}
+
+TEST_SUITE("systemmenu")
+{
+    TEST_CASE("the item at position 6 goes by position, the credits are appended")
+    {
+        HWND window = makeWindow(L"Orvex menu");
+        HMENU menu = GetSystemMenu(window, FALSE);
+        // The standard window menu: restore, move, size, minimise, maximise,
+        // a separator, and close at position 6 (Wine adds its own lines after).
+        const int before = GetMenuItemCount(menu);
+        REQUIRE(GetMenuItemID(menu, 6) == SC_CLOSE);
+        CHECK_FALSE(deleteSystemMenuItem(0, 6));
+        CHECK_FALSE(deleteSystemMenuItem(handleOf(window), -1));
+        CHECK(deleteSystemMenuItem(handleOf(window), 6));
+        CHECK(GetMenuState(menu, SC_CLOSE, MF_BYCOMMAND) == UINT(-1));
+        CHECK(GetMenuItemID(menu, 4) == SC_MAXIMIZE); // nothing before it moved
+
+        CHECK_FALSE(appendSystemMenuLines(0, {"x"}));
+        CHECK(appendSystemMenuLines(handleOf(window), {"Sendaro - Lumaris", "Puerto Alcázar"}));
+        const int end = before - 1;
+        REQUIRE(GetMenuItemCount(menu) == end + 3);
+        CHECK((GetMenuState(menu, end, MF_BYPOSITION) & MF_SEPARATOR) != 0);
+        wchar_t text[64] = {};
+        GetMenuStringW(menu, end + 2, text, 64, MF_BYPOSITION);
+        CHECK(std::wstring(text) == L"Puerto Alc\u00E1zar");
+        CHECK(GetMenuItemID(menu, end + 1) < 0xF000); // a credit line is no system command
+        DestroyWindow(window);
     }
 }

@@ -11,17 +11,15 @@
 
 namespace orvex::test {
 
+using namespace Qt::StringLiterals;
+
 class IrcServer
 {
 public:
     enum Kind { Ngircd, InspIRCd };
-    explicit IrcServer(Kind kind) : m_kind(kind) {}
+    explicit IrcServer(Kind kind) : m_ngircd(kind == Ngircd) {}
 
-    QString program() const
-    {
-        return m_kind == Ngircd ? QStringLiteral("/usr/sbin/ngircd")
-                                : QStringLiteral("/usr/sbin/inspircd");
-    }
+    QString program() const { return m_ngircd ? u"/usr/sbin/ngircd"_s : u"/usr/sbin/inspircd"_s; }
 
     // accepting() says when it takes connections.
     bool start()
@@ -30,17 +28,15 @@ public:
         probe.listen(QHostAddress::LocalHost, 0);
         m_port = probe.serverPort();
         probe.close();
-        const QString dir = m_dir.path(), conf = dir + QStringLiteral("/server.conf");
-        const QString text = QString::fromLatin1(m_kind == Ngircd ? kNgircd : kInspIRCd);
-        if (!writeBytes(dir + QStringLiteral("/motd"), "Bienvenido al centro\n") ||
+        const QString dir = m_dir.path(), conf = dir + u"/server.conf"_s;
+        const QString text = QString::fromLatin1(m_ngircd ? kNgircd : kInspIRCd);
+        if (!writeBytes(dir + u"/motd"_s, "Bienvenido al centro\n") ||
             !writeBytes(conf, text.arg(m_port).arg(dir).toUtf8()))
             return false;
         m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_process.start(program(),
-                        m_kind == Ngircd
-                            ? QStringList{QStringLiteral("-n"), QStringLiteral("-f"), conf}
-                            : QStringList{QStringLiteral("--nofork"), QStringLiteral("--runasroot"),
-                                          QStringLiteral("--config=") + conf});
+        m_process.start(program(), m_ngircd ? QStringList{u"-n"_s, u"-f"_s, conf}
+                                            : QStringList{u"--nofork"_s, u"--runasroot"_s,
+                                                          u"--config="_s + conf});
         return m_process.waitForStarted(5000);
     }
 
@@ -65,7 +61,7 @@ private:
         "resolvehostnames=\"no\" useident=\"no\">\n<files motd=\"%2/motd\">\n"
         "<pid file=\"%2/pid\">\n<path configdir=\"%2\" datadir=\"%2\" logdir=\"%2\">\n";
 
-    Kind m_kind;
+    bool m_ngircd;
     QTemporaryDir m_dir;
     QProcess m_process;
     quint16 m_port = 0;
