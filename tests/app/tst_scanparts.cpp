@@ -1,15 +1,12 @@
+// The pieces of a scan on their own: the settings' server table, the state
+// judged from it, the keep-alives, the delay upload and the folder repair.
 #include "app/DelayUpload.h"
-#include "app/ExchangeHelper.h"
 #include "app/KeepAlive.h"
 #include "app/ScanStatus.h"
 #include "app/SiblingFolders.h"
-#include "common/FakeClock.h"
-#include "common/FakeProbes.h"
-#include "common/FakeSystem.h"
 #include "common/LoopbackHttpServer.h"
-#include "common/TestSupport.h"
-#include "platform/SocketX.h"
-#include "support/Adds.h"
+#include "common/MessageLog.h"
+#include "helpers/AgentHarness.h"
 #include "support/helpers/PeImageWriter.h"
 
 #include <QtTest>
@@ -19,16 +16,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-DynIpServer server(const QString &name, qint32 state, qint32 prev = -1)
-{
-    DynIpServer s;
-    s.Name = name;
-    s.State = state;
-    s.PrevState = prev < 0 ? state : prev;
-    return s;
-}
-
-DynIpServer target(const QString &version, quint16 port, const QString &domain = u"prov1"_s)
+DynIpServer target(const QString &version, quint16 port, const QString &domain)
 {
     DynIpServer s;
     s.Name = u"Alpha"_s;
@@ -47,57 +35,120 @@ class TestScanParts : public QObject
 {
     Q_OBJECT
 private slots:
+    void parsesServerValues_data()
+    {
+        QTest::addColumn<QString>("value");
+        // Host|Port|Version|seconds|domain field, or what makes it no entry.
+        QTest::addColumn<QString>("parsed");
+        const auto row = [](const char *name, const QString &value, const QString &parsed) {
+            QTest::newRow(name) << value << parsed;
+        };
+        row("v2 defaults", u"Alpha/prov1/10.0.0.5/V2"_s, u"10.0.0.5|9751|V2|120|prov1"_s);
+        row("v1 port and interval", u"Alpha/prov1/10.0.0.5:8000/V1/60"_s,
+            u"10.0.0.5|8000|V1|60|prov1"_s);
+        row("lower-case v2 is not V2", u"Alpha/prov1/h/v2"_s, u"h|9745|v2|120|prov1"_s);
+        row("empty interval after fourth slash", u"Alpha/prov1/h/V2/"_s, u"h|9751|V2|0|prov1"_s);
+        row("interval too big for the field", u"Alpha/prov1/h/V2/99999"_s, u"h|9751|V2|0|prov1"_s);
+        row("empty domain", u"Alpha//10.0.0.5/V2"_s, u"invalid, domain "_s);
+        row("no host field", u"Alpha/prov1/host"_s, u"invalid, domain prov1"_s);
+        row("no slash", u"Alpha prov1 host V2"_s, u"no slash"_s);
+    }
+    void parsesServerValues()
+    {
+        QFETCH(QString, value);
+        const DynIpServerValue v = parseDynIpServerValue(value);
+        QString parsed = u"invalid, domain "_s + v.domainField;
+        if (!v.hasSeparator)
+            parsed = u"no slash"_s;
+        else if (v.valid)
+            parsed = QStringList{v.Host, v.Port, v.Version, QString::number(v.KeepAliveSeconds),
+                                 v.domainField}
+                         .join(u'|');
+        QTEST(parsed, "parsed");
+    }
+
+    // The support server comes first. It takes the domain of the last value
+    // with a "/" (Roto's counts although it is skipped), and its chat follows
+    // the home server while its keep-alive host stays the centre's. Only
+    // "V2" servers chat.
+    void tableFromTheSettings_data()
+    {
+        QTest::addColumn<QByteArray>("ini");
+        QTest::addColumn<QString>("commandLine");
+        QTest::addColumn<QStringList>("servers");
+        const auto support = [](const QString &domain, const QString &host, const QString &chat) {
+            return u"Sendaro|%1|%2|9751|V2|900 chat %3:9744 #ox2k4 %1/%1"_s.arg(domain, host, chat);
+        };
+        const QByteArray ini = "[Centro]\r\nHost=127.0.0.1\r\n\r\n[DynIP]\r\n"
+                               "DynIP Server 1=Alpha/prov1/127.0.0.1/V2\r\n"
+                               "DynIP Server 3=Beta/prov2/127.0.0.1:8000/V1/60\r\n"
+                               "DynIP Server 7=sin barra\r\n";
+        const QString local = u"127.0.0.1"_s, fixed = u"centro.sendaro.net"_s;
+        const QStringList servers{
+            u"Alpha|prov1|127.0.0.1|9751|V2|120 chat 127.0.0.1:9744 #Alpha prov1/prov1"_s,
+            u"Beta|prov2|127.0.0.1|8000|V1|60"_s};
+        QTest::newRow("home server on the command line")
+            << ini << u" 127.0.0.9 "_s
+            << QStringList{support(u"prov2"_s, local, u"127.0.0.9"_s)} + servers;
+        QTest::newRow("last value with a slash is skipped")
+            << QByteArray("[DynIP]\r\nDynIP Server 1=A/d1/127.0.0.1/V2\r\n"
+                          "DynIP Server 10=Roto//h/V2\r\n")
+            << QString()
+            << QStringList{support({}, fixed, fixed),
+                           u"A|d1|127.0.0.1|9751|V2|120 chat 127.0.0.1:9744 #A d1/d1"_s};
+    }
+    void tableFromTheSettings()
+    {
+        QFETCH(QByteArray, ini);
+        test::AgentHarness h(ini);
+        QFETCH(QString, commandLine);
+        h.commandLine = commandLine;
+        test::MessageLog log("orvex.start"); // where support looks for skipped entries
+        QStringList servers;
+        for (const DynIpServer &s : h.table().servers()) {
+            servers << QStringList{s.Name, s.Domain,  s.Host,
+                                   s.Port, s.Version, QString::number(s.KeepAliveSeconds)}
+                           .join(u'|');
+            if (const platform::IrcClient *c = s.ChatClient.get())
+                servers.last() += u" chat %1:%2 %3 %4/%5"_s.arg(c->ServerHost())
+                                      .arg(c->Port())
+                                      .arg(c->Channel(), c->NickName(), c->UserName());
+        }
+        QTEST(servers, "servers");
+        QCOMPARE(log.contains(u"DynIP Server 10 skipped"_s), ini.contains("Roto"));
+    }
+
+    // The lowest state rules; every server after a listed problem gets the
+    // separator; with no state row the tip shows the problems.
     void statusOfTheTable_data()
     {
         QTest::addColumn<QList<int>>("states"); // element 0 first
-        QTest::addColumn<int>("overall");
         QTest::addColumn<QString>("problems");
         QTest::addColumn<QString>("tip");
-        QTest::addColumn<int>("picture");
-        QTest::newRow("all on line")
-            << QList<int>{3, 3, 3} << 3 << QString() << u"Orvex - Sistema en linea"_s << 4;
-        // The separator goes before every server once a problem is listed.
-        QTest::newRow("problem then healthy servers")
-            << QList<int>{3, 2, 3, 3} << 2 << u"A1: Sin conexión /  / "_s
-            << u"Orvex - Conectividad limitada"_s << 2;
+        QTest::newRow("problem then healthy")
+            << QList<int>{3, 2, 3, 3} << u"A1: Sin conexión /  / "_s
+            << u"Orvex - Conectividad limitada"_s;
         QTest::newRow("two problems")
-            << QList<int>{1, 3, 2} << 1 << u"Sendaro: Sin internet /  / A2: Sin conexión"_s
-            << u"Orvex - Sin conexión"_s << 0;
-        // A server never tried: no row applies, the tip shows the problems.
-        QTest::newRow("not tried with a problem") << QList<int>{0, 1} << 0 << u"A1: Sin internet"_s
-                                                  << u"Orvex - A1: Sin internet"_s << -1;
-        QTest::newRow("not tried, no problem")
-            << QList<int>{0, 3} << 0 << QString() << u"Orvex - Sistema en linea"_s << -1;
+            << QList<int>{1, 3, 2} << u"Sendaro: Sin internet /  / A2: Sin conexión"_s
+            << u"Orvex - Sin conexión"_s;
+        QTest::newRow("not tried, a problem")
+            << QList<int>{0, 1} << u"A1: Sin internet"_s << u"Orvex - A1: Sin internet"_s;
     }
     void statusOfTheTable()
     {
         QFETCH(QList<int>, states);
-        std::vector<DynIpServer> servers;
-        for (int i = 0; i < states.size(); ++i)
-            servers.push_back(server(i == 0 ? u"Sendaro"_s : u"A%1"_s.arg(i), states[i]));
+        std::vector<DynIpServer> servers(states.size());
+        for (int i = 0; i < states.size(); ++i) {
+            servers[i].Name = i == 0 ? u"Sendaro"_s : u"A%1"_s.arg(i);
+            servers[i].State = servers[i].PrevState = states[i];
+        }
         const ScanStatus s = judgeServers(servers);
-        QTEST(int(s.overall), "overall");
         QTEST(s.problems, "problems");
         QTEST(s.trayTip(), "tip");
-        QTEST(s.basePicture(), "picture");
-        QCOMPARE(s.hasRow(), s.overall > 0);
     }
 
-    void answerNeedsBothMarkers_data()
-    {
-        QTest::addColumn<QByteArray>("reply");
-        QTest::addColumn<bool>("accepted");
-        QTest::newRow("both, anywhere") << QByteArray("xx Lumaris yy R:zz") << true;
-        QTest::newRow("only R:") << QByteArray("HTTP/1.0 200 OK\r\n\r\nR:OK\r\n") << false;
-        QTest::newRow("only the maker") << QByteArray("Lumaris\r\n") << false;
-        QTest::newRow("maker in other case") << QByteArray("R:OK LUMARIS") << false;
-    }
-    void answerNeedsBothMarkers()
-    {
-        QFETCH(QByteArray, reply);
-        QTEST(isKeepAliveAnswer(AnsiText(reply)), "accepted");
-    }
-
+    // Only "V2" is sent; an answer needs both "R:" and the maker's name; a
+    // failure is told apart by a ping of the host.
     void keepAliveByVersion_data()
     {
         QTest::addColumn<QString>("version");
@@ -105,19 +156,17 @@ private slots:
         QTest::addColumn<bool>("pingAnswers");
         QTest::addColumn<int>("state");
         QTest::addColumn<QString>("failure");
-        QTest::newRow("v2 accepted") << u"V2"_s << kAccepted << false << 3 << QString();
-        QTest::newRow("v2 refused, host answers")
+        const QString noPing = u"Ping failed to complete, error = 11010"_s;
+        QTest::newRow("accepted") << u"V2"_s << kAccepted << false << 3 << QString();
+        QTest::newRow("refused, host answers")
             << u"V2"_s << QByteArray("HTTP/1.0 500 Mal\r\n\r\nR:ERR\r\n.END.\r\n") << true << 2
             << u"HTTP/1.0 500 Mal"_s;
-        QTest::newRow("v2 closed port, host silent")
-            << u"V2"_s << QByteArray() << false << 1 << u"Ping failed to complete, error = 11010"_s;
-        QTest::newRow("v2 closed port, host answers")
-            << u"V2"_s << QByteArray() << true << 2 << u"sin respuesta"_s;
-        // Any other version is never sent: only the ping decides 1 or 2.
-        QTest::newRow("v3 host answers")
-            << u"V3"_s << kAccepted << true << 2 << u"versión desconocida: V3"_s;
-        QTest::newRow("lower-case v2")
-            << u"v2"_s << kAccepted << false << 1 << u"Ping failed to complete, error = 11010"_s;
+        QTest::newRow("no maker") << u"V2"_s << QByteArray("HTTP/1.0 200 A\r\n\r\nR:OK\r\n") << true
+                                  << 2 << u"HTTP/1.0 200 A"_s;
+        QTest::newRow("closed port, host silent")
+            << u"V2"_s << QByteArray() << false << 1 << noPing;
+        QTest::newRow("v3") << u"V3"_s << kAccepted << true << 2 << u"versión desconocida: V3"_s;
+        QTest::newRow("lower-case v2") << u"v2"_s << kAccepted << false << 1 << noPing;
     }
     void keepAliveByVersion()
     {
@@ -130,33 +179,28 @@ private slots:
         test::FakeNet probes;
         if (pingAnswers)
             probes.pinger.answering[test::ipv4(127, 0, 0, 1)] = true;
+        quint16 port = 1; // closed on loopback
         std::unique_ptr<test::LoopbackHttpServer> http;
-        quint16 port = 0;
         if (!reply.isNull()) {
             http = std::make_unique<test::LoopbackHttpServer>(test::Answer::reply(reply).steps);
             port = http->port();
-        } else {
-            QTcpServer closed; // a port nobody listens on any more
-            closed.listen(QHostAddress::LocalHost);
-            port = closed.serverPort();
         }
-        const DynIpServer s = target(version, port, u"Año 1"_s);
         KeepAliveSender sender(adds, socket, probes.net);
-        const KeepAliveOutcome out = sender.send(s);
+        const KeepAliveOutcome out = sender.send(target(version, port, u"Año 1"_s));
         QTEST(int(out.state), "state");
         QTEST(out.failure, "failure");
-        // A ping follows a failure only.
         QCOMPARE(probes.pinger.sent.size(), size_t(out.state == 3 ? 0 : 1));
-        if (http && version == u"V2"_s) {
-            QCOMPARE(http->requests.size(), 1);
-            // The domain travels as its ANSI bytes, not encoded.
+        if (!http)
+            return;
+        QCOMPARE(http->requests.size(), version == u"V2"_s ? 1 : 0);
+        // The domain travels as its ANSI bytes, not encoded.
+        if (version == u"V2"_s)
             QVERIFY(http->requests[0].startsWith("GET /DynIP?CMD=KEEPALIVE&&DOMAINNAME=A\xF1o "
                                                  "1&&REMOTEIP=192.168.0.1 HTTP/1.0\r\n"));
-        } else if (http) {
-            QVERIFY(http->requests.isEmpty());
-        }
     }
 
+    // The delay file goes to every "V2" server once per change, on the
+    // upload port whatever the entry's own.
     void delayUploadGoesToEveryV2ServerOnce()
     {
         test::LoopbackHttpServer http(test::Answer::ok("R:OK\r\n.END.\r\n").steps);
@@ -166,12 +210,10 @@ private slots:
         Adds adds(AddsServices{.clock = &clock});
         platform::SocketX socket;
         DelayUpload upload(adds, socket, file, http.port());
-        // The entry's own port never counts; V1 servers get nothing.
-        std::vector<DynIpServer> servers;
-        servers.push_back(target(u"V2"_s, 1, u"ProvUno"_s));
-        servers.push_back(target(u"V1"_s, http.port(), u"prov2"_s));
-        servers.push_back(target(u"V2"_s, 2, u"Otro"_s));
-        QVERIFY(!upload.tick(servers, nullptr)); // no file yet: nothing to say
+        std::vector<DynIpServer> servers(3);
+        servers[0] = target(u"V2"_s, 1, u"ProvUno"_s);
+        servers[1] = target(u"V1"_s, http.port(), u"prov2"_s);
+        servers[2] = target(u"V2"_s, 2, u"Otro"_s);
         QVERIFY(test::writeBytes(file, "Gr\xFA"
                                        "a Norte\t01:30\t\r\n"));
         QVERIFY(upload.tick(servers, nullptr));
@@ -179,47 +221,29 @@ private slots:
         QVERIFY(http.requests[0].startsWith("GET /ox//demoras.cgi?Prestador=provuno&Content="
                                             "Gr%FAa+Norte%0901%3A30%09%0D%0A HTTP/1.0\r\n"));
         QVERIFY(http.requests[1].startsWith("GET /ox//demoras.cgi?Prestador=otro&Content="));
-        QCOMPARE(upload.lastHandled(), u"Grúa Norte\t01:30\t\r\n"_s);
         QVERIFY(!upload.tick(servers, nullptr)); // unchanged: not sent again
-        // Read again only when its size or time moved; a rewrite of the same
-        // size a moment later still counts.
-        clock.set(QDateTime::currentDateTime().addSecs(3600));
-        QVERIFY(!upload.tick(servers, nullptr));
-        QVERIFY(test::writeBytes(file, "Gr\xFA"
-                                       "a Sur  \t01:30\t\r\n"));
-        // Its time moves on, whatever the file system's resolution.
-        QFile rewritten(file);
-        QVERIFY(rewritten.open(QIODevice::ReadWrite));
-        QVERIFY(rewritten.setFileTime(clock.now().addSecs(-60), QFileDevice::FileModificationTime));
-        QVERIFY(upload.tick(servers, nullptr));
-        QCOMPARE(http.requests.size(), 4);
-        QCOMPARE(upload.lastHandled(), u"Grúa Sur  \t01:30\t\r\n"_s);
         QCOMPARE(delayUploadUrl(servers[0], u"a b"_s),
                  u"http://127.0.0.1:9750/ox//demoras.cgi?Prestador=provuno&Content=a+b"_s);
     }
 
+    // The module's majors 1 and 2 get their folder keys repaired, keeping the
+    // file's other bytes; the agent's own settings are read again.
     void siblingFoldersRepairedForMajorsOneAndTwo_data()
     {
-        QTest::addColumn<int>("major"); // 0: no module beside the agent
-        QTest::addColumn<int>("minor");
+        QTest::addColumn<int>("major");
         QTest::addColumn<bool>("repaired");
-        QTest::newRow("2.5") << 2 << 5 << true;
-        QTest::newRow("1.0") << 1 << 0 << true;
-        QTest::newRow("3.0") << 3 << 0 << false;
-        QTest::newRow("no module") << 0 << 0 << false;
+        QTest::newRow("2.5") << 2 << true;
+        QTest::newRow("3.5") << 3 << false;
     }
     void siblingFoldersRepairedForMajorsOneAndTwo()
     {
         QFETCH(int, major);
-        QFETCH(int, minor);
         QFETCH(bool, repaired);
         QTemporaryDir folder;
         const QString dir = folder.path();
-        if (major > 0) {
-            test::pe::ImageOptions o;
-            o.version = {std::uint16_t(major), std::uint16_t(minor), 0, 7};
-            QVERIFY(test::writeBytes(dir + u"/SendaroGestion.exe"_s, test::pe::buildImage(o)));
-        }
+        test::pe::ImageOptions o;
+        o.version = {std::uint16_t(major), 5, 0, 7};
+        QVERIFY(test::writeBytes(dir + u"/SendaroGestion.exe"_s, test::pe::buildImage(o)));
         const QByteArray movilar = "; carpetas\r\n[Directorios]\r\nPendientes=C:\\Casos\r\n"
                                    "En Proceso=Casos\r\nOtra=x y\r\n\r\n[Red]\r\nPuerto=9\r\n";
         QVERIFY(test::writeBytes(dir + u"/Movilar.ini"_s, movilar));
@@ -230,66 +254,15 @@ private slots:
         adds.INI_SetFileName(own);
         SiblingFolders repair(adds, clock, dir, own);
         QCOMPARE(repair.check(), repaired);
-        const QString native = QDir::toNativeSeparators(dir + u"/Eventos/"_s);
-        const QByteArray expected =
-            "; carpetas\r\n[Directorios]\r\nPendientes=C:\\Casos\r\nEn Proceso=" +
-            native.toLatin1() + "Proceso\r\nOtra=x y\r\nHistorico=" + native.toLatin1() +
-            "Historico\r\n\r\n[Red]\r\nPuerto=9\r\n";
+        const QByteArray native = QDir::toNativeSeparators(dir + u"/Eventos/"_s).toLatin1();
+        const QByteArray expected = "; carpetas\r\n[Directorios]\r\nPendientes=C:\\Casos\r\n"
+                                    "En Proceso=" +
+                                    native + "Proceso\r\nOtra=x y\r\nHistorico=" + native +
+                                    "Historico\r\n\r\n[Red]\r\nPuerto=9\r\n";
         QCOMPARE(test::readBytes(dir + u"/Movilar.ini"_s), repaired ? expected : movilar);
-        // The agent's own settings are current again.
         QCOMPARE(adds.INI_GetString(u"A"_s, u"k"_s, u"-"_s), u"v"_s);
-    }
-
-    void siblingFoldersCheckedEveryFifteenMinutes()
-    {
-        QTemporaryDir folder;
-        test::pe::ImageOptions o;
-        o.version = {2, 0, 0, 0};
-        QVERIFY(
-            test::writeBytes(folder.filePath(u"SendaroGestion.exe"_s), test::pe::buildImage(o)));
-        const QString movilar = folder.filePath(u"Movilar.ini"_s);
-        test::FakeClock clock;
-        clock.set(QDateTime(QDate(2026, 3, 2), QTime(9, 0, 40)));
-        Adds adds(AddsServices{.clock = &clock});
-        SiblingFolders repair(adds, clock, folder.path(), folder.filePath(u"Orvex.ini"_s));
-        const auto checks = [&] {
-            QFile::remove(movilar);
-            repair.tick();
-            return QFile::exists(movilar); // a check writes the three keys
-        };
-        QVERIFY(checks()); // the first tick checks
-        QCOMPARE(repair.nextCheck(), clock.now().addSecs(15 * 60));
-        clock.advanceMinutes(14);
-        QVERIFY(!checks());
-        // 9:14:40 -> 9:15:00 crosses the minute the check is due in.
-        clock.advanceSeconds(20);
-        QVERIFY(checks());
-        QVERIFY(!checks());
-    }
-
-    void exchangeHelperStartsOnce()
-    {
-        QTemporaryDir folder;
-        test::FakeProcessWindows windows;
-        Adds adds(AddsServices{.processWindows = &windows});
-        ExchangeHelper helper(adds, folder.path());
-        QVERIFY(!helper.tick()); // not in the program folder
-        QVERIFY(test::writeBytes(folder.filePath(u"OxExchange.exe"_s), "x"));
-        windows.titles["OxExchange"] = 42; // its window is up
-        QVERIFY(!helper.tick());
-        windows.titles.clear();
-        QVERIFY(helper.tick());
-        QCOMPARE(windows.started.size(), size_t(1));
-        QVERIFY(QString::fromStdString(windows.started[0]).contains(u"OxExchange.exe"_s));
-        // Still starting up, no window yet: not a second copy.
-        QVERIFY(!helper.tick());
-        windows.windowList = false; // nor where no window list can be read
-        QVERIFY(!helper.tick());
-        windows.endAll(); // it ended: started again
-        QVERIFY(helper.tick());
-        QCOMPARE(windows.started.size(), size_t(2));
     }
 };
 
-QTEST_GUILESS_MAIN(TestScanParts)
+QTEST_MAIN(TestScanParts)
 #include "tst_scanparts.moc"

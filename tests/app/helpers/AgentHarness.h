@@ -49,19 +49,16 @@ struct AgentHarness
     // use it, since the centre's own name is a public one.
     enum class Network { Offline, Loopback };
 
-    // `ini` null: no settings file at all.
     explicit AgentHarness(const QByteArray &ini, Network network = Network::Offline)
     {
-        if (!ini.isNull())
-            writeBytes(path(QStringLiteral("Orvex.ini")), ini);
+        writeBytes(path(QStringLiteral("Orvex.ini")), ini);
         const QDir source(qEnvironmentVariable("ORVEX_SOURCE_DIR") + QStringLiteral("/resources"));
         QDir(folder.path()).mkdir(QStringLiteral("resources"));
         for (const QString &f : source.entryList(QDir::Files))
             QFile::copy(source.filePath(f), path(QStringLiteral("resources/") + f));
-        if (network == Network::Loopback && ini.contains("[Centro]\r\nHost=127."))
-            socket = std::make_unique<platform::SocketX>();
-        else
-            socket = std::make_unique<OfflineSocket>();
+        const bool loopback = network == Network::Loopback && ini.contains("[Centro]\r\nHost=127.");
+        socket =
+            loopback ? std::make_unique<platform::SocketX>() : std::make_unique<OfflineSocket>();
         adds = std::make_unique<Adds>(AddsServices{.processWindows = &windows,
                                                    .sound = &sound,
                                                    .messageBoxes = &boxes,
@@ -74,9 +71,7 @@ struct AgentHarness
     ServerTable::ChatClientFactory chatFactory()
     {
         return [this] {
-            auto chat = std::make_unique<FakeIrcClient>();
-            chats.push_back(chat.get());
-            return chat;
+            return std::unique_ptr<FakeIrcClient>(chats.emplace_back(new FakeIrcClient));
         };
     }
 
@@ -109,7 +104,6 @@ struct AgentHarness
                 .chats = router(),
                 .programFolder = folder.path(),
                 .iniPath = path(QStringLiteral("Orvex.ini")),
-                .uploadProgress = nullptr,
             });
         return *m_scan;
     }
