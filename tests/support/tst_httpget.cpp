@@ -99,7 +99,8 @@ private slots:
             << "Content-length: 5\r\nContent-length: 9\r\n"_ba << false << 5;
         QTest::newRow("zero") << status + "Content-length: 0\r\n\r\n" << false << -1;
         QTest::newRow("beyond 32 bits") << status + "Content-length: 4294967296\r\n" << false << -1;
-        QTest::newRow("usual spelling") << status + "Content-Length: 20\r\n\r\nbody" << false << 0;
+        QTest::newRow("usual spelling: not this header")
+            << status + "Content-Length: 20\r\n\r\nbody" << false << 0;
         QTest::newRow("line not finished") << status + "Content-length: 20" << false << 0;
     }
     void scanner()
@@ -248,9 +249,6 @@ private slots:
         QTest::addColumn<int>("length");
         QTest::addColumn<bool>("deadline"); // the one row that must wait for it
         const QByteArray end = "R:OK\r\n.END.\r\n";
-        QTest::newRow("end line, server stays") << Answer().send(kOk) << 0 << false;
-        QTest::newRow("html page, ANSI byte")
-            << Answer().send(kHead + "<html>A\xF1o</html>") << 0 << false;
         QTest::newRow("announced length")
             << Answer().send("HTTP/1.0 200 OK\r\nContent-length: 13\r\n\r\n" + end) << 13 << false;
         QTest::newRow("long, never announced")
@@ -284,9 +282,8 @@ private slots:
         // the reply itself.
         QCOMPARE(messages.contains(u"no end of reply within"_s), deadline);
         QCOMPARE(m_socket.state(), SocketState::Closed);
-        QVERIFY(log.captions.size() >= 2);
-        QCOMPARE(log.captions.constLast(), QString());
-        QCOMPARE(log.captions.at(log.captions.size() - 2), u"%1/%2"_s.arg(sent.size()).arg(length));
+        QCOMPARE(log.captions.mid(log.captions.size() - 2),
+                 QStringList({u"%1/%2"_s.arg(sent.size()).arg(length), QString()}));
     }
 
     // A refused connection gives an empty text, an error of the system
@@ -312,9 +309,6 @@ private slots:
             QCOMPARE(log.captions, QStringList{QString()});
             QCOMPARE(socket->state(), SocketState::Closed);
         }
-        // The refusal itself was seen, not a connection attempt given up on.
-        QVERIFY2(m_socket.LastSocketError().contains(u"refused"_s, Qt::CaseInsensitive),
-                 qPrintable(m_socket.LastSocketError()));
     }
 
     // A call that arrives through events while one runs returns at once;
@@ -340,8 +334,7 @@ private slots:
         QVERIFY(!innerDatagram);
         QCOMPARE(server.requests.size(), 1);
         QVERIFY(!told); // not while the call still held the socket
-        QTRY_VERIFY(told);
-        QVERIFY(!freeDuringCall);
+        QTRY_VERIFY(told && !freeDuringCall);
 
         // The same while a datagram goes out (its settle pause runs events),
         // and a socket left open by someone is closed before the next use.
@@ -380,7 +373,6 @@ private slots:
         QTest::newRow("host:port") << u"127.0.0.1:%1"_s << QString() << u"centro"_s << "centro"_ba;
         QTest::newRow("host and port, ANSI")
             << u"127.0.0.1"_s << u"%1"_s << u"Año"_s << "A\xF1o"_ba;
-        QTest::newRow("name") << u"localhost:%1"_s << QString() << u"d"_s << "d"_ba;
         QTest::newRow("no port") << u"127.0.0.1"_s << QString() << u"x"_s << QByteArray();
     }
     void datagram()
