@@ -5,7 +5,6 @@
 
 #include <QTest>
 #include <QTimer>
-#include <QtEndian>
 
 #include <algorithm>
 #include <limits>
@@ -20,28 +19,6 @@ using test::FakeSound;
 namespace {
 
 const QString Command = u"\"C:\\Orvex\\ayudante.exe\" -x"_s;
-
-QByteArray le32(quint32 value)
-{
-    QByteArray bytes(4, Qt::Uninitialized);
-    qToLittleEndian(value, bytes.data());
-    return bytes;
-}
-
-// A WAV file's head up to its data chunk's header (8-bit samples, one byte
-// per channel), with `between` before the data chunk of `dataBytes`.
-QByteArray wavHead(quint16 format, quint16 channels, quint32 bytesPerSecond, quint32 dataBytes,
-                   const QByteArray &between = {})
-{
-    QByteArray fmt(16, '\0');
-    const quint16 fields[] = {format, channels, 0, 0, 0, 0, channels, 8};
-    for (int i = 0; i < 8; ++i)
-        qToLittleEndian(fields[i], fmt.data() + 2 * i);
-    qToLittleEndian(bytesPerSecond / std::max<quint32>(channels, 1), fmt.data() + 4);
-    qToLittleEndian(bytesPerSecond, fmt.data() + 8);
-    return "RIFF"_ba + le32(36 + dataBytes) + "WAVEfmt "_ba + le32(16) + fmt + between + "data"_ba +
-           le32(dataBytes);
-}
 
 } // namespace
 
@@ -160,49 +137,6 @@ private slots:
         // The Windows-style path made local; the count of 0 never reached the player.
         QCOMPARE(sound.played,
                  QStringList({u"C:/Orvex/resources/aviso.wav*3"_s, u"aviso.wav*1"_s}));
-    }
-
-    // The length that bounds a synchronous play, from the file's head alone.
-    void wavLength_data()
-    {
-        QTest::addColumn<QByteArray>("head");
-        QTest::addColumn<qint64>("fileSize");
-        QTest::addColumn<qint64>("ms"); // -1: not a sound
-        const QByteArray pcm = wavHead(1, 1, 8000, 800);
-        const QByteArray padded = "junk"_ba + le32(3) + "abc\0"_ba; // odd length, padded
-        QTest::newRow("PCM, cut to the file") << pcm << pcm.size() + 400 << qint64(50);
-        QTest::newRow("extensible")
-            << wavHead(0xFFFE, 1, 16000, 800) << qint64(10000) << qint64(50);
-        QTest::newRow("chunk before the data")
-            << wavHead(1, 1, 8000, 800, padded) << qint64(10000) << qint64(100);
-        QTest::newRow("compressed") << wavHead(2, 1, 8000, 800) << qint64(10000) << qint64(-1);
-        QTest::newRow("no channels") << wavHead(1, 0, 8000, 800) << qint64(10000) << qint64(-1);
-        QTest::newRow("no rate") << wavHead(1, 1, 0, 800) << qint64(10000) << qint64(-1);
-        QTest::newRow("not RIFF") << "RIFX"_ba + pcm.mid(4) << qint64(10000) << qint64(-1);
-    }
-    void wavLength()
-    {
-        QFETCH(QByteArray, head);
-        QFETCH(qint64, fileSize);
-        QTEST(platform::wavDurationMs(head, fileSize).value_or(-1), "ms");
-    }
-
-    // With or without an audio device, a synchronous play of the real
-    // player returns once the sound has ended; what is no sound plays not.
-    void realPlayerNeverHangs()
-    {
-        QTemporaryDir dir;
-        const QString good = dir.filePath(u"corto.wav"_s), bad = dir.filePath(u"falso.wav"_s);
-        QVERIFY(test::writeBytes(good, wavHead(1, 1, 8000, 800) + QByteArray(800, char(0x80))));
-        QVERIFY(test::writeBytes(bad, wavHead(2, 1, 8000, 800)));
-        auto player = createSoundPlayer();
-        AddsSystem sys({.sound = player.get()});
-        QCOMPARE(sys.Sonido_PlayWav(dir.filePath(u"no-existe.wav"_s), 1, false), qint16(0));
-        QCOMPARE(sys.Sonido_PlayWav(bad, 1, false), qint16(0));
-        QCOMPARE(sys.Sonido_PlayWav(good, 2, false), qint16(1));
-        QVERIFY(!player->isPlaying());
-        QCOMPARE(sys.Sonido_PlayWav(good, 1, true), qint16(1));
-        QTRY_VERIFY_WITH_TIMEOUT(!player->isPlaying(), 4000);
     }
 };
 

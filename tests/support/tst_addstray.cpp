@@ -1,4 +1,5 @@
 #include "common/FakeServices.h"
+#include "common/MessageLog.h"
 #include "support/AddsTray.h"
 
 #include <QPixmap>
@@ -30,28 +31,21 @@ struct Fixture
     AddsTray tray{AddsServices{.messageBoxes = &boxes, .tray = &backend}};
 };
 
-QIcon solidIcon(Qt::GlobalColor colour)
-{
-    QPixmap p(16, 16);
-    p.fill(colour);
-    return QIcon(p);
-}
-
 } // namespace
 
 class TestAddsTray : public QObject
 {
     Q_OBJECT
 private slots:
+    // The shell shows the text between blanks, cut to the 64-byte field.
     void tip_data()
     {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QByteArray>("tip"); // the field's bytes before its zero fill
-        QTest::newRow("short") << u"Orvex - Sistema en linea"_s << " Orvex - Sistema en linea "_ba;
-        QTest::newRow("empty") << QString() << QByteArray();
         QTest::newRow("ANSI") << u"Año"_s << " A\xF1o "_ba;
-        // Blank + the first 63 characters: no terminator left.
-        QTest::newRow("cut") << QString(70, u'x') << " "_ba + QByteArray(63, 'x');
+        QTest::newRow("empty") << QString() << QByteArray();
+        QTest::newRow("cut: no terminator left")
+            << QString(70, u'x') << " "_ba + QByteArray(63, 'x');
         QTest::newRow("exactly fits") << QString(62, u'y') << " "_ba + QByteArray(62, 'y') + " ";
     }
     void tip()
@@ -62,50 +56,48 @@ private slots:
         f.tray.setWin_SysTrayToolTip(text);
         QVERIFY(f.tray.Win_SysTrayAdd());
         QCOMPARE(f.backend.shownTip, QString::fromLatin1(tip));
-        // The whole field as stored, zero fill included.
         QCOMPARE(f.tray.Win_SysTrayToolTip(),
                  QString::fromLatin1(tip.leftJustified(AddsTray::kTipSize, '\0')));
     }
 
-    // Refused, then added, then removed.
+    // Refused, then added, then removed: changes reach the shell only while
+    // the icon is there.
     void changesReachTheShellOnlyWhileActive()
     {
         Fixture f;
-        const QIcon red = solidIcon(Qt::red), green = solidIcon(Qt::green);
+        QPixmap pixmap(16, 16);
+        pixmap.fill(Qt::red);
+        const QIcon red(pixmap), none;
         QVERIFY(!AddsTray(AddsServices{}).Win_SysTrayAdd()); // no notification area at all
-        f.backend.accept = false;                            // one that refuses the icon
+        f.backend.accept = false;
         QVERIFY(!f.tray.Win_SysTrayAdd());
         f.tray.setWin_SysTrayIcon(red);
-        f.tray.setWin_SysTrayToolTip(u"uno"_s);
-        QCOMPARE(f.backend.modifies, 0);
         QVERIFY(!f.tray.Win_SysTrayEnable());
         f.backend.accept = true;
         QVERIFY(f.tray.Win_SysTrayAdd());
-        QCOMPARE(f.backend.adds, 2);
         QCOMPARE(f.backend.shownIcon.cacheKey(), red.cacheKey());
         QVERIFY(f.tray.Win_SysTrayEnable());
-        f.tray.setWin_SysTrayIcon(green);
+        f.tray.setWin_SysTrayIcon(none);
         f.tray.setWin_SysTrayToolTip(u"dos"_s);
-        QCOMPARE(f.backend.adds, 2);
-        QCOMPARE(f.backend.modifies, 2);
-        QCOMPARE(f.backend.shownIcon.cacheKey(), green.cacheKey());
+        QCOMPARE(f.backend.shownIcon.cacheKey(), none.cacheKey());
         QCOMPARE(f.backend.shownTip, u" dos "_s);
         QVERIFY(f.tray.Win_SysTrayRemove());
+        QVERIFY(f.tray.Win_SysTrayRemove()); // again: harmless, the shell is not asked
         QVERIFY(!f.tray.Win_SysTrayEnable());
-        // Removing again is harmless and asks nothing of the shell.
-        QVERIFY(f.tray.Win_SysTrayRemove());
-        QCOMPARE(f.backend.removes, 1);
         f.tray.setWin_SysTrayToolTip(u"tres"_s);
+        QCOMPARE(f.backend.adds, 2);
         QCOMPARE(f.backend.modifies, 2);
+        QCOMPARE(f.backend.removes, 1);
     }
 
+    // The owner may change only while no icon is shown; the refusal is told,
+    // the usage help is logged.
     void ownerCannotChangeWhileActive()
     {
         Fixture f;
         RecordingOwner second;
         f.tray.setWin_SysTrayOwnerControl(&f.owner);
-        f.tray.setWin_SysTrayOwnerControl(&second); // allowed while inactive
-        QCOMPARE(f.tray.Win_SysTrayOwnerControl(), &second);
+        f.tray.setWin_SysTrayOwnerControl(&second);
         QVERIFY(f.tray.Win_SysTrayAdd());
         f.tray.setWin_SysTrayOwnerControl(&f.owner);
         QCOMPARE(f.tray.Win_SysTrayOwnerControl(), &second);
@@ -115,6 +107,10 @@ private slots:
         QCOMPARE(
             f.boxes.asked[0].text,
             u"Alerta: Adds.Win_SysTray (SysTray) no puede cambiar el OwnerControl cuando hay un ícono activo"_s);
+        test::MessageLog log("orvex.tray");
+        f.tray.Win_SysTrayHelp();
+        QVERIFY(
+            log.messages().value(0).startsWith(u"Uso del ícono en el área de notificación:\n"_s));
     }
 
     void buttonEventsArriveAsTheOwnersCallbackCodes_data()

@@ -118,19 +118,16 @@ private slots:
         }
     }
 
+    // No length is read once 99999 bytes came without its header; a first
+    // piece longer than that is looked at whole.
     void headerlessLimit()
     {
         const QByteArray filler(99999, 'x');
-        ReplyScanner scanner;
+        ReplyScanner scanner, big;
         scanner.feed(filler);
         QCOMPARE(scanner.contentLength(), 0);
-        scanner.feed("C");
+        scanner.feed("Content-length: 7\r\n");
         QCOMPARE(scanner.contentLength(), -1);
-        scanner.feed("ontent-length: 7\r\n");
-        QCOMPARE(scanner.contentLength(), -1);
-
-        // All of what arrived is looked at before the size rule applies.
-        ReplyScanner big;
         big.feed(QByteArray(filler + filler + "Content-length: 7\r\n"));
         QCOMPARE(big.contentLength(), 7);
     }
@@ -190,36 +187,26 @@ private slots:
 
     // A form's fields go out exactly as built, a file's bytes escaped on the
     // way: after "?" in a GET, as the body of a POST with its length.
-    void form_data()
-    {
-        QTest::addColumn<HttpMethod>("method");
-        QTest::addColumn<QByteArray>("expected");
-        const QByteArray fields = "k=%2E&f=A%F1o+09AZaz%2D%2E%5F%7E%00%0D%0A%FF";
-        QTest::newRow("GET") << HttpMethod::Get
-                             << "GET /ox/up.cgi?" + fields + " HTTP/1.0\r\n" + kHeaders +
-                                    "Connection: Keep-Alive\r\n\r\n";
-        QTest::newRow("POST") << HttpMethod::Post
-                              << "POST /ox/up.cgi HTTP/1.0\r\n" + kHeaders +
-                                     "Content-Type: application/x-www-form-urlencoded\r\n"
-                                     "Content-Length: " +
-                                     QByteArray::number(fields.size()) +
-                                     "\r\nConnection: Keep-Alive\r\n\r\n" + fields;
-    }
     void form()
     {
-        QFETCH(HttpMethod, method);
-        QFETCH(QByteArray, expected);
         QTemporaryDir folder;
         const QString file = folder.filePath(u"c.zip"_s);
         QVERIFY(writeBytes(file, "A\xF1o 09AZaz-._~"_ba + QByteArray(1, '\0') + "\r\n\xFF"));
         FormQuery fields;
         fields.append("k=%2E&f=").appendEncodedFile(file);
+        const QByteArray sent = "k=%2E&f=A%F1o+09AZaz%2D%2E%5F%7E%00%0D%0A%FF";
+        const QByteArray end = "Connection: Keep-Alive\r\n\r\n";
         LoopbackHttpServer server;
         server.otherwise = Answer().send(kOk);
-        QCOMPARE(m_http.NET_HTTPform(m_socket, method,
-                                     u"http://"_s + server.host() + u"/ox/up.cgi"_s, fields),
-                 QString::fromLatin1(kOk));
-        QCOMPARE(server.requests, QByteArrayList{expected});
+        const QString url = u"http://"_s + server.host() + u"/ox/up.cgi"_s;
+        for (const HttpMethod method : {HttpMethod::Get, HttpMethod::Post})
+            QCOMPARE(m_http.NET_HTTPform(m_socket, method, url, fields), QString::fromLatin1(kOk));
+        QCOMPARE(server.requests,
+                 QByteArrayList({"GET /ox/up.cgi?" + sent + " HTTP/1.0\r\n" + kHeaders + end,
+                                 "POST /ox/up.cgi HTTP/1.0\r\n" + kHeaders +
+                                     "Content-Type: application/x-www-form-urlencoded\r\n"
+                                     "Content-Length: " +
+                                     QByteArray::number(sent.size()) + "\r\n" + end + sent}));
     }
 
     void connectionTarget_data()
