@@ -104,22 +104,6 @@ private slots:
         QVERIFY(!reply.isSpooled() && reply.bytes() == counting(20));
     }
 
-    // The pieces meet: a spooled reply arriving in pieces, some while the
-    // client reads, comes back whole, and the end line is found in it.
-    void everyByteInOrder()
-    {
-        QTemporaryDir spool;
-        m_http.setReplySpool(spool.path(), 1 << 20);
-        const QByteArray reply = "HTTP/1.0 200 OK\r\n\r\n" + counting(3 << 20) + ".END.\r\n";
-        LoopbackHttpServer server;
-        server.otherwise = Answer().trickle(reply, 700000, 1);
-        const AnsiText got =
-            m_http.NET_HTTPget(m_socket, u"http://"_s + server.host() + u'/', {}, {}, 60);
-        QVERIFY(got.isSpooled());
-        QVERIFY(got.bytes() == reply);
-        QCOMPARE(got.indexOf(".END.\r\n", 100), reply.size() - 7);
-    }
-
     // A server sending as fast as the connection takes it, from a thread
     // of its own, never lets the client idle: the deadline must end it.
     void steadyServerEndsAtDeadline()
