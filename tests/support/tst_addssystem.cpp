@@ -1,4 +1,3 @@
-#include "common/FakeClock.h"
 #include "common/FakeSystem.h"
 #include "common/TestSupport.h"
 #include "support/AddsSystem.h"
@@ -6,15 +5,12 @@
 #include <QTest>
 #include <QTimer>
 
-#include <algorithm>
-#include <limits>
 #include <optional>
 
 using namespace orvex;
 using namespace orvex::platform;
 using namespace Qt::StringLiterals;
 using test::FakeProcessWindows;
-using test::FakeSound;
 
 namespace {
 
@@ -55,16 +51,6 @@ private slots:
                  closed ? std::vector<WindowHandle>{closed} : std::vector<WindowHandle>{});
     }
 
-    void withoutServicesEverythingFails()
-    {
-        AddsSystem sys(AddsServices{});
-        sys.App_Close(u"Orvex"_s);
-        sys.Win_RunAppAndWait(Command);
-        QVERIFY(!sys.App_IsRunningForNT(u"Orvex"_s));
-        QVERIFY(!sys.Win_RunApp(Command));
-        QCOMPARE(sys.Sonido_PlayWav(u"x.wav"_s, 1, false), qint16(0));
-    }
-
     // The child ends on an event: a wait that lets events run sees it end,
     // a wait of no time at all leaves it running (only no longer watched).
     void runAndWait_data()
@@ -93,50 +79,6 @@ private slots:
         sys.Win_RunAppAndWait(Command);
         QVERIFY(!sys.Win_RunApp(Command));
         QCOMPARE(pw.released.size(), size_t(2));
-    }
-
-    // Pauses run on the clock, rounded to whole milliseconds, and pending
-    // events get their turn.
-    void pauseRunsOnTheClock_data()
-    {
-        QTest::addColumn<double>("seconds");
-        QTest::addColumn<qint64>("ms"); // -1: no pause at all
-        QTest::newRow("rounded up") << 0.0015 << qint64(2);
-        QTest::newRow("below half a millisecond") << 0.0004 << qint64(0);
-        QTest::newRow("beyond 32 bits") << 1e10 << qint64(std::numeric_limits<int>::max());
-        QTest::newRow("zero") << 0.0 << qint64(-1);
-        QTest::newRow("not a number") << std::numeric_limits<double>::quiet_NaN() << qint64(-1);
-    }
-    void pauseRunsOnTheClock()
-    {
-        QFETCH(double, seconds);
-        QFETCH(qint64, ms);
-        test::FakeClock clock;
-        const QDateTime start = clock.now();
-        bool fired = false;
-        QObject scope;
-        QTimer::singleShot(0, &scope, [&] { fired = true; });
-        AddsSystem({.clock = &clock}).DateTime_PausaTimer(seconds);
-        QCOMPARE(clock.pauses, ms < 0 ? 0 : 1);
-        QCOMPARE(fired, ms >= 0);
-        QCOMPARE(start.msecsTo(clock.now()), std::max<qint64>(ms, 0));
-    }
-
-    void playWavWaitsOnlyWhenSynchronous()
-    {
-        FakeSound sound;
-        sound.holds = true;
-        AddsSystem sys({.sound = &sound});
-        QObject scope; // ends the sound, for the synchronous play to return
-        QTimer::singleShot(0, &scope, [&] { sound.playing = false; });
-        QCOMPARE(sys.Sonido_PlayWav(uR"(C:\Orvex\resources\aviso.wav)"_s, 3, true), qint16(1));
-        QVERIFY(sound.playing); // asynchronous: returned while still playing
-        QCOMPARE(sys.Sonido_PlayWav(u"aviso.wav"_s, 1, false), qint16(1));
-        QVERIFY(!sound.playing);
-        QCOMPARE(sys.Sonido_PlayWav(u"aviso.wav"_s, 0, false), qint16(0));
-        // The Windows-style path made local; the count of 0 never reached the player.
-        QCOMPARE(sound.played,
-                 QStringList({u"C:/Orvex/resources/aviso.wav*3"_s, u"aviso.wav*1"_s}));
     }
 };
 

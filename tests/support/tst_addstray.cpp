@@ -19,7 +19,7 @@ public:
     {
         codes << QString::number(qRound(X), 16).toUpper();
     }
-    int twips = 15;
+    int twips = 0;
     QStringList codes;
 };
 
@@ -61,14 +61,18 @@ private slots:
     }
 
     // Refused, then added, then removed: changes reach the shell only while
-    // the icon is there.
-    void changesReachTheShellOnlyWhileActive()
+    // the icon is there, and so may the owner, who gets the button events as
+    // MouseMove X codes (the message number in twips).
+    void lifeOfTheIcon()
     {
         Fixture f;
+        RecordingOwner second;
         QPixmap pixmap(16, 16);
         pixmap.fill(Qt::red);
         const QIcon red(pixmap), none;
         QVERIFY(!AddsTray(AddsServices{}).Win_SysTrayAdd()); // no notification area at all
+        f.tray.setWin_SysTrayOwnerControl(&second);
+        f.tray.setWin_SysTrayOwnerControl(&f.owner);
         f.backend.accept = false;
         QVERIFY(!f.tray.Win_SysTrayAdd());
         f.tray.setWin_SysTrayIcon(red);
@@ -81,6 +85,20 @@ private slots:
         f.tray.setWin_SysTrayToolTip(u"dos"_s);
         QCOMPARE(f.backend.shownIcon.cacheKey(), none.cacheKey());
         QCOMPARE(f.backend.shownTip, u" dos "_s);
+
+        f.tray.setWin_SysTrayOwnerControl(&second);
+        QCOMPARE(f.tray.Win_SysTrayOwnerControl(), &f.owner);
+        QCOMPARE(f.boxes.asked.size(), size_t(1));
+        QCOMPARE(f.boxes.asked[0].icon, platform::BoxIcon::Exclamation);
+        QCOMPARE(
+            f.boxes.asked[0].text,
+            u"Alerta: Adds.Win_SysTray (SysTray) no puede cambiar el OwnerControl cuando hay un ícono activo"_s);
+        f.owner.twips = 12;
+        using E = platform::TrayBackend::Event;
+        for (E e : {E::LeftDown, E::LeftDoubleClick, E::RightDown, E::RightDoubleClick})
+            f.backend.click(e);
+        QCOMPARE(f.owner.codes, QStringList({u"180C"_s, u"1824"_s, u"1830"_s, u"1848"_s}));
+
         QVERIFY(f.tray.Win_SysTrayRemove());
         QVERIFY(f.tray.Win_SysTrayRemove()); // again: harmless, the shell is not asked
         QVERIFY(!f.tray.Win_SysTrayEnable());
@@ -88,51 +106,16 @@ private slots:
         QCOMPARE(f.backend.adds, 2);
         QCOMPARE(f.backend.modifies, 2);
         QCOMPARE(f.backend.removes, 1);
+        QVERIFY(second.codes.isEmpty());
     }
 
-    // The owner may change only while no icon is shown; the refusal is told,
-    // the usage help is logged.
-    void ownerCannotChangeWhileActive()
+    // The usage help goes to the log.
+    void help()
     {
-        Fixture f;
-        RecordingOwner second;
-        f.tray.setWin_SysTrayOwnerControl(&f.owner);
-        f.tray.setWin_SysTrayOwnerControl(&second);
-        QVERIFY(f.tray.Win_SysTrayAdd());
-        f.tray.setWin_SysTrayOwnerControl(&f.owner);
-        QCOMPARE(f.tray.Win_SysTrayOwnerControl(), &second);
-        QCOMPARE(f.boxes.asked.size(), size_t(1));
-        QCOMPARE(f.boxes.asked[0].icon, platform::BoxIcon::Exclamation);
-        QCOMPARE(f.boxes.asked[0].buttons, platform::BoxButtons::Ok);
-        QCOMPARE(
-            f.boxes.asked[0].text,
-            u"Alerta: Adds.Win_SysTray (SysTray) no puede cambiar el OwnerControl cuando hay un ícono activo"_s);
         test::MessageLog log("orvex.tray");
-        f.tray.Win_SysTrayHelp();
+        Fixture().tray.Win_SysTrayHelp();
         QVERIFY(
             log.messages().value(0).startsWith(u"Uso del ícono en el área de notificación:\n"_s));
-    }
-
-    void buttonEventsArriveAsTheOwnersCallbackCodes_data()
-    {
-        QTest::addColumn<int>("twips");
-        QTest::addColumn<QStringList>("codes");
-        QTest::newRow("normal fonts")
-            << 15 << QStringList{u"1E0F"_s, u"1E2D"_s, u"1E3C"_s, u"1E5A"_s};
-        QTest::newRow("large fonts")
-            << 12 << QStringList{u"180C"_s, u"1824"_s, u"1830"_s, u"1848"_s};
-    }
-    void buttonEventsArriveAsTheOwnersCallbackCodes()
-    {
-        Fixture f;
-        QFETCH(int, twips);
-        f.owner.twips = twips;
-        f.tray.setWin_SysTrayOwnerControl(&f.owner);
-        QVERIFY(f.tray.Win_SysTrayAdd());
-        using E = platform::TrayBackend::Event;
-        for (E e : {E::LeftDown, E::LeftDoubleClick, E::RightDown, E::RightDoubleClick})
-            f.backend.click(e);
-        QTEST(f.owner.codes, "codes");
     }
 };
 

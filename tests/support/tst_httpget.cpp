@@ -9,12 +9,8 @@
 #include "common/TestSupport.h"
 #include "platform/SocketX.h"
 #include "support/AddsHttp.h"
-#include "support/AddsUtilities.h"
-#include "support/FormQuery.h"
 #include "support/ReplyScanner.h"
 
-#include <QNetworkDatagram>
-#include <QUdpSocket>
 #include <QtTest>
 
 using namespace orvex;
@@ -178,30 +174,6 @@ private slots:
         QCOMPARE(m_socket.state(), SocketState::Closed);
     }
 
-    // A form's fields go out exactly as built, a file's bytes escaped on the
-    // way: after "?" in a GET, as the body of a POST with its length.
-    void form()
-    {
-        QTemporaryDir folder;
-        const QString file = folder.filePath(u"c.zip"_s);
-        QVERIFY(writeBytes(file, "A\xF1o 09AZaz-._~"_ba + QByteArray(1, '\0') + "\r\n\xFF"));
-        FormQuery fields;
-        fields.append("k=%2E&f=").appendEncodedFile(file);
-        const QByteArray sent = "k=%2E&f=A%F1o+09AZaz%2D%2E%5F%7E%00%0D%0A%FF";
-        LoopbackHttpServer server;
-        server.otherwise = Answer().send(kOk);
-        const QString url = u"http://"_s + server.host() + u"/ox/up.cgi"_s;
-        for (const HttpMethod method : {HttpMethod::Get, HttpMethod::Post})
-            QCOMPARE(m_http.NET_HTTPform(m_socket, method, url, fields), QString::fromLatin1(kOk));
-        QCOMPARE(
-            server.requests,
-            QByteArrayList({"GET /ox/up.cgi?" + sent + " HTTP/1.0\r\n" + kHeaders + kKeepAlive,
-                            "POST /ox/up.cgi HTTP/1.0\r\n" + kHeaders +
-                                "Content-Type: application/x-www-form-urlencoded\r\n"
-                                "Content-Length: " +
-                                QByteArray::number(sent.size()) + "\r\n" + kKeepAlive + sent}));
-    }
-
     // Names are looked up, addresses not; the scheme gives the default port.
     void connectionTarget_data()
     {
@@ -333,23 +305,6 @@ private slots:
         const QString url = u"http://"_s + server.host() + u"/x?c="_s + QString(4 << 20, u'a');
         QCOMPARE(m_http.NET_HTTPget(m_socket, url), QString::fromLatin1(refusal));
         QVERIFY2(server.bytesReceived < (2 << 20), QByteArray::number(server.bytesReceived));
-    }
-
-    // The port comes after the host or on its own, the text goes out in
-    // ANSI; with no port nothing is sent.
-    void datagram()
-    {
-        QUdpSocket receiver;
-        QVERIFY(receiver.bind(QHostAddress::LocalHost, 0));
-        const QString port = QString::number(receiver.localPort());
-        QVERIFY(!m_http.SocketX_UDP(m_socket, u"127.0.0.1"_s, {}, u"x"_s));
-        QVERIFY(m_http.SocketX_UDP(m_socket, u"127.0.0.1:"_s + port, {}, u"centro"_s));
-        QVERIFY(m_http.SocketX_UDP(m_socket, u"127.0.0.1"_s, port, u"Año"_s));
-        QCOMPARE(m_socket.state(), SocketState::Closed);
-        for (const QByteArray &expected : {"centro"_ba, "A\xF1o"_ba}) {
-            QTRY_VERIFY(receiver.hasPendingDatagrams());
-            QCOMPARE(receiver.receiveDatagram().data(), expected);
-        }
     }
 };
 
