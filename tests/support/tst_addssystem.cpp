@@ -1,5 +1,4 @@
 #include "common/FakeSystem.h"
-#include "common/TestSupport.h"
 #include "support/AddsSystem.h"
 
 #include <QTest>

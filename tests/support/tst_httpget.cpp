@@ -6,7 +6,6 @@
 #include "common/FakeClock.h"
 #include "common/LoopbackHttpServer.h"
 #include "common/MessageLog.h"
-#include "common/TestSupport.h"
 #include "platform/SocketX.h"
 #include "support/AddsHttp.h"
 #include "support/ReplyScanner.h"
