@@ -1,4 +1,5 @@
 #include "common/FakeServices.h"
+#include "common/MessageLog.h"
 #include "support/AddsTray.h"
 
 #include <QPixmap>
@@ -18,7 +19,7 @@ public:
     {
         codes << QString::number(qRound(X), 16).toUpper();
     }
-    int twips = 15;
+    int twips = 0;
     QStringList codes;
 };
 
@@ -30,28 +31,21 @@ struct Fixture
     AddsTray tray{AddsServices{.messageBoxes = &boxes, .tray = &backend}};
 };
 
-QIcon solidIcon(Qt::GlobalColor colour)
-{
-    QPixmap p(16, 16);
-    p.fill(colour);
-    return QIcon(p);
-}
-
 } // namespace
 
 class TestAddsTray : public QObject
 {
     Q_OBJECT
 private slots:
+    // The shell shows the text between blanks, cut to the 64-byte field.
     void tip_data()
     {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QByteArray>("tip"); // the field's bytes before its zero fill
-        QTest::newRow("short") << u"Orvex - Sistema en linea"_s << " Orvex - Sistema en linea "_ba;
-        QTest::newRow("empty") << QString() << QByteArray();
         QTest::newRow("ANSI") << u"Año"_s << " A\xF1o "_ba;
-        // Blank + the first 63 characters: no terminator left.
-        QTest::newRow("cut") << QString(70, u'x') << " "_ba + QByteArray(63, 'x');
+        QTest::newRow("empty") << QString() << QByteArray();
+        QTest::newRow("cut: no terminator left")
+            << QString(70, u'x') << " "_ba + QByteArray(63, 'x');
         QTest::newRow("exactly fits") << QString(62, u'y') << " "_ba + QByteArray(62, 'y') + " ";
     }
     void tip()
@@ -62,81 +56,66 @@ private slots:
         f.tray.setWin_SysTrayToolTip(text);
         QVERIFY(f.tray.Win_SysTrayAdd());
         QCOMPARE(f.backend.shownTip, QString::fromLatin1(tip));
-        // The whole field as stored, zero fill included.
         QCOMPARE(f.tray.Win_SysTrayToolTip(),
                  QString::fromLatin1(tip.leftJustified(AddsTray::kTipSize, '\0')));
     }
 
-    // Refused, then added, then removed.
-    void changesReachTheShellOnlyWhileActive()
-    {
-        Fixture f;
-        const QIcon red = solidIcon(Qt::red), green = solidIcon(Qt::green);
-        QVERIFY(!AddsTray(AddsServices{}).Win_SysTrayAdd()); // no notification area at all
-        f.backend.accept = false;                            // one that refuses the icon
-        QVERIFY(!f.tray.Win_SysTrayAdd());
-        f.tray.setWin_SysTrayIcon(red);
-        f.tray.setWin_SysTrayToolTip(u"uno"_s);
-        QCOMPARE(f.backend.modifies, 0);
-        QVERIFY(!f.tray.Win_SysTrayEnable());
-        f.backend.accept = true;
-        QVERIFY(f.tray.Win_SysTrayAdd());
-        QCOMPARE(f.backend.adds, 2);
-        QCOMPARE(f.backend.shownIcon.cacheKey(), red.cacheKey());
-        QVERIFY(f.tray.Win_SysTrayEnable());
-        f.tray.setWin_SysTrayIcon(green);
-        f.tray.setWin_SysTrayToolTip(u"dos"_s);
-        QCOMPARE(f.backend.adds, 2);
-        QCOMPARE(f.backend.modifies, 2);
-        QCOMPARE(f.backend.shownIcon.cacheKey(), green.cacheKey());
-        QCOMPARE(f.backend.shownTip, u" dos "_s);
-        QVERIFY(f.tray.Win_SysTrayRemove());
-        QVERIFY(!f.tray.Win_SysTrayEnable());
-        // Removing again is harmless and asks nothing of the shell.
-        QVERIFY(f.tray.Win_SysTrayRemove());
-        QCOMPARE(f.backend.removes, 1);
-        f.tray.setWin_SysTrayToolTip(u"tres"_s);
-        QCOMPARE(f.backend.modifies, 2);
-    }
-
-    void ownerCannotChangeWhileActive()
+    // Refused, then added, then removed: changes reach the shell only while
+    // the icon is there, and so may the owner, who gets the button events as
+    // MouseMove X codes (the message number in twips).
+    void lifeOfTheIcon()
     {
         Fixture f;
         RecordingOwner second;
+        QPixmap pixmap(16, 16);
+        pixmap.fill(Qt::red);
+        const QIcon red(pixmap), none;
+        QVERIFY(!AddsTray(AddsServices{}).Win_SysTrayAdd()); // no notification area at all
+        f.tray.setWin_SysTrayOwnerControl(&second);
         f.tray.setWin_SysTrayOwnerControl(&f.owner);
-        f.tray.setWin_SysTrayOwnerControl(&second); // allowed while inactive
-        QCOMPARE(f.tray.Win_SysTrayOwnerControl(), &second);
+        f.backend.accept = false;
+        QVERIFY(!f.tray.Win_SysTrayAdd());
+        f.tray.setWin_SysTrayIcon(red);
+        QVERIFY(!f.tray.Win_SysTrayEnable());
+        f.backend.accept = true;
         QVERIFY(f.tray.Win_SysTrayAdd());
-        f.tray.setWin_SysTrayOwnerControl(&f.owner);
-        QCOMPARE(f.tray.Win_SysTrayOwnerControl(), &second);
+        QCOMPARE(f.backend.shownIcon.cacheKey(), red.cacheKey());
+        QVERIFY(f.tray.Win_SysTrayEnable());
+        f.tray.setWin_SysTrayIcon(none);
+        f.tray.setWin_SysTrayToolTip(u"dos"_s);
+        QCOMPARE(f.backend.shownIcon.cacheKey(), none.cacheKey());
+        QCOMPARE(f.backend.shownTip, u" dos "_s);
+
+        f.tray.setWin_SysTrayOwnerControl(&second);
+        QCOMPARE(f.tray.Win_SysTrayOwnerControl(), &f.owner);
         QCOMPARE(f.boxes.asked.size(), size_t(1));
         QCOMPARE(f.boxes.asked[0].icon, platform::BoxIcon::Exclamation);
-        QCOMPARE(f.boxes.asked[0].buttons, platform::BoxButtons::Ok);
         QCOMPARE(
             f.boxes.asked[0].text,
             u"Alerta: Adds.Win_SysTray (SysTray) no puede cambiar el OwnerControl cuando hay un ícono activo"_s);
-    }
-
-    void buttonEventsArriveAsTheOwnersCallbackCodes_data()
-    {
-        QTest::addColumn<int>("twips");
-        QTest::addColumn<QStringList>("codes");
-        QTest::newRow("normal fonts")
-            << 15 << QStringList{u"1E0F"_s, u"1E2D"_s, u"1E3C"_s, u"1E5A"_s};
-        QTest::newRow("large fonts")
-            << 12 << QStringList{u"180C"_s, u"1824"_s, u"1830"_s, u"1848"_s};
-    }
-    void buttonEventsArriveAsTheOwnersCallbackCodes()
-    {
-        Fixture f;
-        QFETCH(int, twips);
-        f.owner.twips = twips;
-        f.tray.setWin_SysTrayOwnerControl(&f.owner);
-        QVERIFY(f.tray.Win_SysTrayAdd());
+        f.owner.twips = 12;
         using E = platform::TrayBackend::Event;
         for (E e : {E::LeftDown, E::LeftDoubleClick, E::RightDown, E::RightDoubleClick})
             f.backend.click(e);
-        QTEST(f.owner.codes, "codes");
+        QCOMPARE(f.owner.codes, QStringList({u"180C"_s, u"1824"_s, u"1830"_s, u"1848"_s}));
+
+        QVERIFY(f.tray.Win_SysTrayRemove());
+        QVERIFY(f.tray.Win_SysTrayRemove()); // again: harmless, the shell is not asked
+        QVERIFY(!f.tray.Win_SysTrayEnable());
+        f.tray.setWin_SysTrayToolTip(u"tres"_s);
+        QCOMPARE(f.backend.adds, 2);
+        QCOMPARE(f.backend.modifies, 2);
+        QCOMPARE(f.backend.removes, 1);
+        QVERIFY(second.codes.isEmpty());
+    }
+
+    // The usage help goes to the log.
+    void help()
+    {
+        test::MessageLog log("orvex.tray");
+        Fixture().tray.Win_SysTrayHelp();
+        QVERIFY(
+            log.messages().value(0).startsWith(u"Uso del ícono en el área de notificación:\n"_s));
     }
 };
 

@@ -6,15 +6,10 @@
 #include "common/FakeClock.h"
 #include "common/LoopbackHttpServer.h"
 #include "common/MessageLog.h"
-#include "common/TestSupport.h"
 #include "platform/SocketX.h"
 #include "support/AddsHttp.h"
-#include "support/AddsUtilities.h"
-#include "support/FormQuery.h"
 #include "support/ReplyScanner.h"
 
-#include <QNetworkDatagram>
-#include <QUdpSocket>
 #include <QtTest>
 
 using namespace orvex;
@@ -41,14 +36,15 @@ const QByteArray kHeaders =
     "Accept: text/plain\r\nAccept-Language: en-us\r\n"
     "Accept-Encoding: gzip, deflate\r\n"
     "User-Agent: Mozilla/4.0 (compatible; MSIE 5.0; Windows 98; DigExt)\r\n";
+const QByteArray kKeepAlive = "Connection: Keep-Alive\r\n\r\n";
 
 struct RecordingSocket final : SocketX
 {
     QString peer;
     bool Connect() override
     {
-        peer = (RemoteNameAddrXlate ? u"name "_s + RemoteName : u"address "_s + RemoteAddress) +
-               u':' + QString::number(RemotePort);
+        peer =
+            (RemoteNameAddrXlate ? RemoteName : RemoteAddress) + u':' + QString::number(RemotePort);
         return true;
     }
 };
@@ -78,6 +74,11 @@ class TestHttpGet : public QObject
     AddsHttp m_http{&m_clock};
     SocketX m_socket; // one socket for all calls, as the main form has
 
+    AnsiText get(const LoopbackHttpServer &server)
+    {
+        return m_http.NET_HTTPget(m_socket, u"http://"_s + server.host() + u'/');
+    }
+
 private slots:
     // The scanner on its own, fed in pieces of every size.
     void scanner_data()
@@ -91,7 +92,6 @@ private slots:
         QTest::newRow("html close, any case") << "A\xF1o</p></HtMl>"_ba << true << 0;
         QTest::newRow("end without CR") << "R:OK\r\n.END.\n"_ba << false << 0;
         QTest::newRow("end without LF") << "R:OK\r\n.END.\r"_ba << false << 0;
-        QTest::newRow("html close unfinished") << "<html></HTML"_ba << false << 0;
         QTest::newRow("announced")
             << status + "Content-length: 20480\r\n\r\nbody" << false << 20480;
         QTest::newRow("blanks, then text") << status + "Content-length:  42 B\r\n" << false << 42;
@@ -99,7 +99,8 @@ private slots:
             << "Content-length: 5\r\nContent-length: 9\r\n"_ba << false << 5;
         QTest::newRow("zero") << status + "Content-length: 0\r\n\r\n" << false << -1;
         QTest::newRow("beyond 32 bits") << status + "Content-length: 4294967296\r\n" << false << -1;
-        QTest::newRow("usual spelling") << status + "Content-Length: 20\r\n\r\nbody" << false << 0;
+        QTest::newRow("usual spelling: not this header") << status + "Content-Length: 20\r\n\r\n"
+                                                         << false << 0;
         QTest::newRow("line not finished") << status + "Content-length: 20" << false << 0;
     }
     void scanner()
@@ -117,120 +118,73 @@ private slots:
         }
     }
 
+    // No length is read once 99999 bytes came without its header; a first
+    // piece longer than that is looked at whole. The status needs its line.
     void headerlessLimit()
     {
         const QByteArray filler(99999, 'x');
-        ReplyScanner scanner;
+        ReplyScanner scanner, big;
         scanner.feed(filler);
         QCOMPARE(scanner.contentLength(), 0);
         scanner.feed("C");
-        QCOMPARE(scanner.contentLength(), -1);
         scanner.feed("ontent-length: 7\r\n");
         QCOMPARE(scanner.contentLength(), -1);
-
-        // All of what arrived is looked at before the size rule applies.
-        ReplyScanner big;
         big.feed(QByteArray(filler + filler + "Content-length: 7\r\n"));
         QCOMPARE(big.contentLength(), 7);
-    }
-
-    void status()
-    {
         QCOMPARE(httpStatus("HTTP/1.1 431\r\n"), 431);
         QCOMPARE(httpStatus("R:OK 200\r\n"), 0);
         QCOMPARE(httpStatus("HTTP/1.0 41"), 0);
         QCOMPARE(httpStatus("HTTP/1.0 OK!\r\n"), 0);
     }
 
-    // Every request as the server gets it, byte for byte.
+    // Every request as the server gets it, byte for byte, after the settle
+    // pause alone.
     void request_data()
     {
         QTest::addColumn<QString>("url");
         QTest::addColumn<QString>("path");
         QTest::addColumn<QString>("port");
-        QTest::addColumn<QString>("extra");
-        QTest::addColumn<QByteArray>("expected");
-        const auto row = [](const char *name, const QString &url, const QString &path,
-                            const QString &port, const QString &extra, const QByteArray &line,
-                            const QByteArray &more = {}) {
-            QTest::newRow(name) << url << path << port << extra
-                                << line + " HTTP/1.0\r\n" + kHeaders + more +
-                                       "Connection: Keep-Alive\r\n\r\n";
-        };
-        row("keep-alive: address, port and query",
-            u"http://127.0.0.1:%1/DynIP?CMD=KEEPALIVE&&DOMAINNAME=a.b&&REMOTEIP=192.168.0.1"_s, {},
-            {}, {}, "GET /DynIP?CMD=KEEPALIVE&&DOMAINNAME=a.b&&REMOTEIP=192.168.0.1");
-        row("path argument, ANSI bytes", u"127.0.0.1:%1/not/this"_s, u"demoras.cgi?Prestador=Año"_s,
-            {}, {}, "GET /demoras.cgi?Prestador=A\xF1o");
-        row("port argument", u"http://127.0.0.1:1/p"_s, {}, u"%1"_s, {}, "GET /p");
-        row("port, no path: port text is the path", u"http://127.0.0.1:%1"_s, {}, {}, {},
-            "GET /%1");
-        row("extra header", u"http://127.0.0.1:%1/"_s, {}, {}, u"Cookie: id=5"_s, "GET /",
-            "Cookie: id=5\r\n");
+        QTest::addColumn<QByteArray>("expected"); // the request line's start
+        QTest::newRow("keep-alive: address, port and query")
+            << u"http://127.0.0.1:%1/DynIP?CMD=KEEPALIVE&&REMOTEIP=192.168.0.1"_s << QString()
+            << QString() << "GET /DynIP?CMD=KEEPALIVE&&REMOTEIP=192.168.0.1"_ba;
+        QTest::newRow("path and port arguments, ANSI bytes")
+            << u"127.0.0.1:1/not/this"_s << u"demoras.cgi?Prestador=Año"_s << u"%1"_s
+            << "GET /demoras.cgi?Prestador=A\xF1o"_ba;
+        QTest::newRow("port, no path: port text is the path")
+            << u"http://127.0.0.1:%1"_s << QString() << QString() << "GET /%1"_ba;
     }
     void request()
     {
         QFETCH(QString, url);
         QFETCH(QString, path);
         QFETCH(QString, port);
-        QFETCH(QString, extra);
         QFETCH(QByteArray, expected);
         LoopbackHttpServer server;
         server.otherwise = Answer().send(kOk);
         const QDateTime start = m_clock.now();
         QCOMPARE(m_http.NET_HTTPget(m_socket, withPort(url, server.port()), path,
-                                    withPort(port, server.port()), 30, extra),
+                                    withPort(port, server.port()), 30, u"Cookie: id=5"_s),
                  QString::fromLatin1(kOk));
-        QCOMPARE(start.msecsTo(m_clock.now()), 500); // the settle pause, and only it
+        QCOMPARE(start.msecsTo(m_clock.now()), 500);
         QCOMPARE(server.requests,
-                 QByteArrayList{expected.replace("%1", QByteArray::number(server.port()))});
+                 QByteArrayList{expected.replace("%1", QByteArray::number(server.port())) +
+                                " HTTP/1.0\r\n" + kHeaders + "Cookie: id=5\r\n" + kKeepAlive});
         QCOMPARE(m_socket.state(), SocketState::Closed);
     }
 
-    // A form's fields go out exactly as built, a file's bytes escaped on the
-    // way: after "?" in a GET, as the body of a POST with its length.
-    void form_data()
-    {
-        QTest::addColumn<HttpMethod>("method");
-        QTest::addColumn<QByteArray>("expected");
-        const QByteArray fields = "k=%2E&f=A%F1o+09AZaz%2D%2E%5F%7E%00%0D%0A%FF";
-        QTest::newRow("GET") << HttpMethod::Get
-                             << "GET /ox/up.cgi?" + fields + " HTTP/1.0\r\n" + kHeaders +
-                                    "Connection: Keep-Alive\r\n\r\n";
-        QTest::newRow("POST") << HttpMethod::Post
-                              << "POST /ox/up.cgi HTTP/1.0\r\n" + kHeaders +
-                                     "Content-Type: application/x-www-form-urlencoded\r\n"
-                                     "Content-Length: " +
-                                     QByteArray::number(fields.size()) +
-                                     "\r\nConnection: Keep-Alive\r\n\r\n" + fields;
-    }
-    void form()
-    {
-        QFETCH(HttpMethod, method);
-        QFETCH(QByteArray, expected);
-        QTemporaryDir folder;
-        const QString file = folder.filePath(u"c.zip"_s);
-        QVERIFY(writeBytes(file, "A\xF1o 09AZaz-._~"_ba + QByteArray(1, '\0') + "\r\n\xFF"));
-        FormQuery fields;
-        fields.append("k=%2E&f=").appendEncodedFile(file);
-        LoopbackHttpServer server;
-        server.otherwise = Answer().send(kOk);
-        QCOMPARE(m_http.NET_HTTPform(m_socket, method,
-                                     u"http://"_s + server.host() + u"/ox/up.cgi"_s, fields),
-                 QString::fromLatin1(kOk));
-        QCOMPARE(server.requests, QByteArrayList{expected});
-    }
-
+    // Names are looked up, addresses not; the scheme gives the default port.
     void connectionTarget_data()
     {
         QTest::addColumn<QString>("url");
         QTest::addColumn<QString>("peer");
+        QTest::addColumn<bool>("byName");
         QTest::newRow("address and port")
-            << u"http://10.20.30.40:8080/x?y=1"_s << u"address 10.20.30.40:8080"_s;
+            << u"http://10.20.30.40:8080/x?y=1"_s << u"10.20.30.40:8080"_s << false;
         QTest::newRow("name, no scheme")
-            << u"centre.invalid/cgi/x"_s << u"name centre.invalid:80"_s;
-        QTest::newRow("ftp, any case") << u"FtP://10.0.0.1"_s << u"address 10.0.0.1:21"_s;
-        QTest::newRow("port 0") << u"http://centre.invalid:0/x"_s << u"name centre.invalid:80"_s;
+            << u"centre.invalid/cgi/x"_s << u"centre.invalid:80"_s << true;
+        QTest::newRow("ftp, any case") << u"FtP://10.0.0.1"_s << u"10.0.0.1:21"_s << false;
+        QTest::newRow("port 0") << u"http://centre.invalid:0/x"_s << u"centre.invalid:80"_s << true;
     }
     void connectionTarget()
     {
@@ -238,27 +192,24 @@ private slots:
         RecordingSocket socket;
         QCOMPARE(m_http.NET_HTTPget(socket, url).toString(), QString());
         QTEST(socket.peer, "peer");
+        QTEST(socket.RemoteNameAddrXlate, "byName");
     }
 
-    // Each reply is all the server sends; the progress caption counts it
-    // against the announced length (0: none seen, -1: no header in time).
+    // Each reply is all the server sends, one past 100000 bytes spooled; the
+    // progress caption counts it against the announced length (0: none seen,
+    // -1: no header in time), then is cleared.
     void replyEnd_data()
     {
         QTest::addColumn<Answer>("answer");
         QTest::addColumn<int>("length");
         QTest::addColumn<bool>("deadline"); // the one row that must wait for it
         const QByteArray end = "R:OK\r\n.END.\r\n";
-        QTest::newRow("end line, server stays") << Answer().send(kOk) << 0 << false;
-        QTest::newRow("html page, ANSI byte")
-            << Answer().send(kHead + "<html>A\xF1o</html>") << 0 << false;
         QTest::newRow("announced length")
             << Answer().send("HTTP/1.0 200 OK\r\nContent-length: 13\r\n\r\n" + end) << 13 << false;
-        QTest::newRow("long, never announced")
+        QTest::newRow("long, never announced, spooled")
             << Answer().trickle(kHead + QByteArray(120000, 'x') + end, 20000, 10) << -1 << false;
         QTest::newRow("no marker, server closes")
             << Answer().send(kHead + "R:OK").pause(50).close() << 0 << false;
-        QTest::newRow("reset in the body")
-            << Answer().send(kHead + "half").pause(50).reset() << 0 << false;
         QTest::newRow("no marker, server silent") << Answer().send(kHead + "part") << 0 << true;
     }
     void replyEnd()
@@ -271,50 +222,43 @@ private slots:
             sent += step.bytes;
         LoopbackHttpServer server;
         server.otherwise = answer;
+        QTemporaryDir spool;
+        m_http.setReplySpool(spool.path(), 100000);
         QTimer time;
         connect(&time, &QTimer::timeout, this, [this] { m_clock.advanceSeconds(5); });
         if (deadline)
             time.start(20);
         CaptionLog log;
         MessageLog messages("orvex.http");
-        QCOMPARE(
-            m_http.NET_HTTPget(m_socket, u"http://"_s + server.host() + u'/', {}, {}, 30, {}, &log),
-            QString::fromLatin1(sent));
+        const AnsiText got =
+            m_http.NET_HTTPget(m_socket, u"http://"_s + server.host() + u'/', {}, {}, 30, {}, &log);
+        QVERIFY(got.bytes() == sent);
+        QCOMPARE(got.isSpooled(), sent.size() > 100000);
         // Only the deadline's end is logged: every other row was ended by
         // the reply itself.
         QCOMPARE(messages.contains(u"no end of reply within"_s), deadline);
         QCOMPARE(m_socket.state(), SocketState::Closed);
-        QVERIFY(log.captions.size() >= 2);
-        QCOMPARE(log.captions.constLast(), QString());
-        QCOMPARE(log.captions.at(log.captions.size() - 2), u"%1/%2"_s.arg(sent.size()).arg(length));
+        QCOMPARE(log.captions.mid(log.captions.size() - 2),
+                 QStringList({u"%1/%2"_s.arg(sent.size()).arg(length), QString()}));
     }
 
-    // A refused connection gives an empty text, an error of the system
-    // while reading gives its number and text; the caption is cleared.
+    // An error of the system while reading gives its number and text, a
+    // refused connection an empty text; the caption is cleared.
     void failures()
     {
-        quint16 refusing = 0;
-        {
-            QTcpServer probe;
-            QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
-            refusing = probe.serverPort();
-        }
         LoopbackHttpServer server;
         server.otherwise = Answer().send(kHead + "R:");
         FailingSocket failing;
-        for (SocketX *socket : {&m_socket, static_cast<SocketX *>(&failing)}) {
-            const quint16 port = socket == &m_socket ? refusing : server.port();
-            CaptionLog log;
-            QCOMPARE(m_http.NET_HTTPget(*socket, u"127.0.0.1"_s, u"/x"_s, QString::number(port), 30,
-                                        {}, &log),
-                     socket == &m_socket ? QString()
-                                         : u"Error: (10054) Connection reset by peer"_s);
-            QCOMPARE(log.captions, QStringList{QString()});
-            QCOMPARE(socket->state(), SocketState::Closed);
-        }
-        // The refusal itself was seen, not a connection attempt given up on.
-        QVERIFY2(m_socket.LastSocketError().contains(u"refused"_s, Qt::CaseInsensitive),
-                 qPrintable(m_socket.LastSocketError()));
+        CaptionLog log;
+        QCOMPARE(m_http.NET_HTTPget(failing, server.host(), {}, {}, 30, {}, &log),
+                 u"Error: (10054) Connection reset by peer"_s);
+        QCOMPARE(failing.state(), SocketState::Closed);
+        QTcpServer probe;
+        QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
+        const QString refusing = u"127.0.0.1:"_s + QString::number(probe.serverPort());
+        probe.close();
+        QCOMPARE(m_http.NET_HTTPget(m_socket, refusing, {}, {}, 30, {}, &log), QString());
+        QCOMPARE(log.captions, QStringList(2, QString()));
     }
 
     // A call that arrives through events while one runs returns at once;
@@ -324,38 +268,29 @@ private slots:
         LoopbackHttpServer server;
         server.otherwise = Answer().pause(50).send(kOk);
         QString inner = u"not called"_s;
-        bool innerDatagram = true;
-        bool freeDuringCall = false, told = false;
+        bool innerDatagram = true, freeDuringCall = false, told = false;
         server.onRequest = [&](const QByteArray &) {
-            inner = m_http.NET_HTTPget(m_socket, u"http://"_s + server.host() + u'/');
+            inner = get(server);
             innerDatagram = m_http.SocketX_UDP(m_socket, u"127.0.0.1"_s, u"9"_s, u"x"_s);
             m_socket.WhenFree([&] {
                 freeDuringCall = m_socket.Busy();
                 told = true;
             });
         };
-        QCOMPARE(m_http.NET_HTTPget(m_socket, u"http://"_s + server.host() + u'/'),
-                 QString::fromLatin1(kOk));
+        QCOMPARE(get(server), QString::fromLatin1(kOk));
         QCOMPARE(inner, QString());
         QVERIFY(!innerDatagram);
         QCOMPARE(server.requests.size(), 1);
         QVERIFY(!told); // not while the call still held the socket
-        QTRY_VERIFY(told);
-        QVERIFY(!freeDuringCall);
+        QTRY_VERIFY(told && !freeDuringCall);
 
-        // The same while a datagram goes out (its settle pause runs events),
-        // and a socket left open by someone is closed before the next use.
-        QUdpSocket receiver;
-        QVERIFY(receiver.bind(QHostAddress::LocalHost, 0));
-        inner = u"not called"_s;
-        QTimer::singleShot(
-            0, [&] { inner = m_http.NET_HTTPget(m_socket, u"http://"_s + server.host() + u'/'); });
-        QVERIFY(m_http.SocketX_UDP(m_socket, u"127.0.0.1"_s, QString::number(receiver.localPort()),
-                                   u"x"_s));
+        // The same while a datagram's settle pause runs events; a socket
+        // left open by someone is closed before the next use.
+        QTimer::singleShot(0, [&] { inner = get(server); });
+        QVERIFY(m_http.SocketX_UDP(m_socket, u"127.0.0.1"_s, u"9"_s, u"x"_s));
         QCOMPARE(inner, QString());
         QVERIFY(m_socket.Create());
-        QCOMPARE(m_http.NET_HTTPget(m_socket, u"http://"_s + server.host() + u'/'),
-                 QString::fromLatin1(kOk));
+        QCOMPARE(get(server), QString::fromLatin1(kOk));
     }
 
     // A server that answers before the request is whole has refused it:
@@ -369,38 +304,6 @@ private slots:
         const QString url = u"http://"_s + server.host() + u"/x?c="_s + QString(4 << 20, u'a');
         QCOMPARE(m_http.NET_HTTPget(m_socket, url), QString::fromLatin1(refusal));
         QVERIFY2(server.bytesReceived < (2 << 20), QByteArray::number(server.bytesReceived));
-    }
-
-    void datagram_data()
-    {
-        QTest::addColumn<QString>("destination");
-        QTest::addColumn<QString>("port");
-        QTest::addColumn<QString>("data");
-        QTest::addColumn<QByteArray>("received"); // empty: nothing may be sent
-        QTest::newRow("host:port") << u"127.0.0.1:%1"_s << QString() << u"centro"_s << "centro"_ba;
-        QTest::newRow("host and port, ANSI")
-            << u"127.0.0.1"_s << u"%1"_s << u"Año"_s << "A\xF1o"_ba;
-        QTest::newRow("name") << u"localhost:%1"_s << QString() << u"d"_s << "d"_ba;
-        QTest::newRow("no port") << u"127.0.0.1"_s << QString() << u"x"_s << QByteArray();
-    }
-    void datagram()
-    {
-        QFETCH(QString, destination);
-        QFETCH(QString, port);
-        QFETCH(QString, data);
-        QFETCH(QByteArray, received);
-        QUdpSocket receiver;
-        QVERIFY(receiver.bind(QHostAddress::LocalHost, 0));
-        const quint16 to = receiver.localPort();
-        QCOMPARE(m_http.SocketX_UDP(m_socket, withPort(destination, to), withPort(port, to), data),
-                 !received.isEmpty());
-        QCOMPARE(m_socket.state(), SocketState::Closed);
-        if (received.isEmpty()) {
-            QVERIFY(!receiver.hasPendingDatagrams());
-        } else {
-            QTRY_VERIFY(receiver.hasPendingDatagrams());
-            QCOMPARE(receiver.receiveDatagram().data(), received);
-        }
     }
 };
 

@@ -7,12 +7,6 @@
 using namespace orvex;
 using namespace Qt::StringLiterals;
 
-namespace {
-
-constexpr qint64 kMax64 = std::numeric_limits<qint64>::max();
-
-} // namespace
-
 class TestLeadingNumber : public QObject
 {
     Q_OBJECT
@@ -33,30 +27,22 @@ private slots:
         };
         const auto sat = OnOverflow::Saturate, zero = OnOverflow::Zero,
                    keep = OnOverflow::KeepDigitsRead;
-        row("plus sign", u"+42"_s, 100, zero, 42, 42);
-        row("blanks, sign, text after", u"  -7x"_s, 100, zero, -7, -7);
-        row("stops at the first non-digit", u"12.34"_s, 100, zero, 12, 12);
-        row("leading zeros", u"0000000000000000000000042"_s, 100, zero, 42, 42);
+        const quint64 all = std::numeric_limits<quint64>::max();
+        const qint64 max = std::numeric_limits<qint64>::max();
+        row("plus sign, leading zeros", u"+0000000000000000000000042"_s, 100, zero, 42, 42);
+        row("blanks, sign, text after", u"  -7.5"_s, 100, zero, -7, -7);
         row("no digits", u"abc"_s, 100, sat, 0, 0);
-        row("blank after the sign", u"- 5"_s, 100, sat, 0, 0);
-        row("two signs", u"+-5"_s, 100, sat, 0, 0);
         row("digit of another script", u"\u0663"_s, 100, sat, 0, 0);
-        row("tab first", u"\t9"_s, 100, zero, 9, 9);
         row("line feed first: text only", u"\n9"_s, 100, zero, 9, 0);
         row("no-break space first: text only", u"\u00A05"_s, 100, zero, 5, 0);
-
         row("at the limit", u"100"_s, 100, zero, 100, 100);
         row("negative at the limit", u"-100"_s, 100, zero, -100, -100);
-        row("over, saturated", u"101"_s, 100, sat, 100, 100);
         row("over, negative, saturated", u"-12345"_s, 100, sat, -100, -100);
         row("over, zero", u"101"_s, 100, zero, 0, 0);
         row("over, digits read kept", u"1019"_s, 100, keep, 10, 10);
-        row("limit 0", u"7"_s, 0, sat, 0, 0);
-        row("limit 0, digits kept", u"7"_s, 0, keep, 0, 0);
-        row("limit beyond 64 bits is the signed maximum", u"99999999999999999999"_s,
-            std::numeric_limits<quint64>::max(), sat, kMax64, kMax64);
-        row("signed maximum, negative", u"-9223372036854775807"_s,
-            std::numeric_limits<quint64>::max(), zero, -kMax64, -kMax64);
+        row("limit beyond 64 bits: the signed maximum", u"99999999999999999999"_s, all, sat, max,
+            max);
+        row("signed maximum, negative", u"-9223372036854775807"_s, all, zero, -max, -max);
     }
     void reads()
     {

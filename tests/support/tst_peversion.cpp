@@ -1,10 +1,6 @@
-#include "common/TestSupport.h"
 #include "support/PeVersion.h"
 #include "support/helpers/PeImageWriter.h"
 
-#include <QProcess>
-#include <QStandardPaths>
-#include <QtEndian>
 #include <QtTest>
 
 #include <vector>
@@ -87,48 +83,6 @@ private slots:
         for (int size = 0; size < needed; ++size)
             QVERIFY2(parsed(image.left(size)) == u"none", QByteArray::number(size));
         QCOMPARE(parsed(image.left(needed)), u"65535.0.7.1"_s);
-    }
-
-    void toolchainBuiltExe_data()
-    {
-        QTest::addColumn<QString>("prefix");
-        QTest::addColumn<quint16>("magic");
-        QTest::newRow("PE32+") << u"x86_64-w64-mingw32"_s << quint16(0x20B);
-        QTest::newRow("PE32") << u"i686-w64-mingw32"_s << quint16(0x10B);
-    }
-    void toolchainBuiltExe()
-    {
-        QFETCH(QString, prefix);
-        const auto tool = [&](const char *name) {
-            return QStandardPaths::findExecutable(prefix + u'-' + QLatin1String(name));
-        };
-        const QString windres = tool("windres"), as = tool("as"), ld = tool("ld");
-        if (windres.isEmpty() || as.isEmpty() || ld.isEmpty())
-            QSKIP("mingw-w64 binutils for this target are not installed");
-        // windres needs a C preprocessor; without the target's gcc use the host's.
-        QStringList rcArgs{u"v.rc"_s, u"v.o"_s};
-        if (tool("gcc").isEmpty())
-            rcArgs << u"--preprocessor=cpp"_s;
-        QTemporaryDir dir;
-        QVERIFY(test::writeBytes(dir.filePath(u"v.rc"_s),
-                                 "1 VERSIONINFO\nFILEVERSION 7,6,5,4\nBEGIN\nEND\n"));
-        QVERIFY(test::writeBytes(dir.filePath(u"s.s"_s), ".globl start\nstart:\n ret\n"));
-        for (const auto &[program, args] :
-             {std::pair{windres, rcArgs},
-              {as, {u"s.s"_s, u"-o"_s, u"s.o"_s}},
-              {ld, {u"-e"_s, u"start"_s, u"s.o"_s, u"v.o"_s, u"-o"_s, u"v.exe"_s}}}) {
-            QProcess p;
-            p.setWorkingDirectory(dir.path());
-            p.start(program, args);
-            QVERIFY2(p.waitForFinished(60000) && p.exitStatus() == QProcess::NormalExit &&
-                         !p.exitCode(),
-                     qPrintable(program + QString::fromLocal8Bit(p.readAllStandardError())));
-        }
-        const QByteArray exe = test::readBytes(dir.filePath(u"v.exe"_s));
-        const auto peAt = qFromLittleEndian<quint32>(exe.constData() + 0x3C);
-        QVERIFY(exe.size() > qsizetype(peAt) + 26);
-        QTEST(qFromLittleEndian<quint16>(exe.constData() + peAt + 24), "magic");
-        QCOMPARE(parsed(exe), u"7.6.5.4"_s);
     }
 };
 
