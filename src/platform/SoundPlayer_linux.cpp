@@ -4,10 +4,9 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLoggingCategory>
-#include <QSoundEffect>
-#include <QUrl>
+#include <QProcess>
+#include <QStandardPaths>
 
-#include <algorithm>
 #include <utility>
 
 Q_LOGGING_CATEGORY(lcSound, "orvex.sound")
@@ -16,28 +15,30 @@ namespace orvex::platform {
 
 namespace {
 
-// Loading the file and opening the audio device come on top of the sound's
-// own length.
+// Starting the player and opening the audio device come on top of the
+// sound's own length.
 constexpr qint64 StartMarginMs = 1500;
 // Enough for every header chunk a real WAV file puts before its samples.
 constexpr qint64 HeadBytes = 64 * 1024;
 
-// Qt plays sounds through a PulseAudio server (PipeWire offers one too).
-// Without one every sound would fail with Qt's own warnings: the agent plays
-// its sounds silently (same length, so callers waiting for the end wait the
+// Sounds go to the PulseAudio server (PipeWire offers one too) through its
+// own small player program, started for each sound: an agent that plays a
+// few seconds of sound a day keeps no audio libraries in memory for it.
+// Without a server or a player every sound would fail: the agent plays its
+// sounds silently (same length, so callers waiting for the end wait the
 // same) and says so once.
-bool soundServerReachable()
+QString soundProgram()
 {
-    if (qEnvironmentVariableIsSet("PULSE_SERVER"))
-        return true;
     const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
-    return !runtime.isEmpty() && QFileInfo::exists(runtime + QStringLiteral("/pulse/native"));
+    const bool server = qEnvironmentVariableIsSet("PULSE_SERVER") ||
+                        (!runtime.isEmpty() && QFileInfo::exists(runtime + u"/pulse/native"));
+    return server ? QStandardPaths::findExecutable(QStringLiteral("paplay")) : QString();
 }
 
-class QtSoundPlayer final : public SoundPlayer
+class ServerSoundPlayer final : public SoundPlayer
 {
 public:
-    ~QtSoundPlayer() override { stop(); }
+    ~ServerSoundPlayer() override { stop(); }
 
     bool play(const QString &wavPath, int count) override
     {
@@ -50,35 +51,37 @@ public:
         const std::optional<qint64> length = wavDurationMs(file.read(HeadBytes), file.size());
         if (!length)
             return false;
-        static const bool server = soundServerReachable();
-        if (!server) {
+        static const QString program = soundProgram();
+        m_active = true;
+        if (program.isEmpty()) {
             static bool said = false;
             if (!std::exchange(said, true))
-                qCInfo(lcSound) << "no sound server (PulseAudio or PipeWire): sounds are not played";
-            m_active = true;
+                qCInfo(lcSound) << "no sound server (PulseAudio or PipeWire) or no paplay: "
+                                   "sounds are not played";
             m_deadline = QDeadlineTimer(*length * count);
             return true;
         }
-
-        m_effect = std::make_unique<QSoundEffect>();
-        QSoundEffect *effect = m_effect.get();
-        QObject::connect(effect, &QSoundEffect::statusChanged, effect, [this, effect] {
-            if (effect->status() == QSoundEffect::Error)
-                m_active = false;
-        });
-        QObject::connect(effect, &QSoundEffect::playingChanged, effect, [this, effect] {
-            if (effect->isPlaying())
-                m_sawPlaying = true;
-            else if (m_sawPlaying)
-                m_active = false;
-        });
-        effect->setLoopCount(count);
-        effect->setSource(QUrl::fromLocalFile(wavPath));
-        // Plays as soon as the file has loaded.
-        effect->play();
-        m_active = true;
-        m_sawPlaying = false;
         m_deadline = QDeadlineTimer(*length * count + StartMarginMs);
+        m_player = std::make_unique<QProcess>();
+        m_player->setProgram(program);
+        m_player->setArguments({wavPath});
+        m_player->setStandardOutputFile(QProcess::nullDevice());
+        m_player->setStandardErrorFile(QProcess::nullDevice());
+        // The repetitions play one after the other; a player that fails
+        // ends the sound.
+        QObject::connect(m_player.get(), &QProcess::finished, m_player.get(),
+                         [this, left = count - 1](int code, QProcess::ExitStatus status) mutable {
+                             if (code != 0 || status != QProcess::NormalExit || left-- <= 0)
+                                 m_active = false;
+                             else
+                                 m_player->start();
+                         });
+        QObject::connect(m_player.get(), &QProcess::errorOccurred, m_player.get(),
+                         [this](QProcess::ProcessError error) {
+                             if (error == QProcess::FailedToStart)
+                                 m_active = false;
+                         });
+        m_player->start();
         return true;
     }
 
@@ -87,24 +90,25 @@ public:
     void stop() override
     {
         m_active = false;
-        if (m_effect) {
-            m_effect->stop();
-            m_effect.reset();
+        if (m_player) {
+            m_player->disconnect();
+            m_player->kill();
+            m_player->waitForFinished(1000);
+            m_player.reset();
         }
     }
 
 private:
-    std::unique_ptr<QSoundEffect> m_effect;
+    std::unique_ptr<QProcess> m_player;
     QDeadlineTimer m_deadline;
     bool m_active = false;
-    bool m_sawPlaying = false;
 };
 
 } // namespace
 
 std::unique_ptr<SoundPlayer> createSoundPlayer()
 {
-    return std::make_unique<QtSoundPlayer>();
+    return std::make_unique<ServerSoundPlayer>();
 }
 
 } // namespace orvex::platform
