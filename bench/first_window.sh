@@ -34,11 +34,13 @@ cp -r "$src/resources" "$work/prog/"
 } >"$work/prog/Orvex.ini"
 sleep 1
 once() { # title program... -> ms
-  local out pid ms
-  out=$("$src/$build/bench/map_watch" "$@")
-  pid=${out%% *}; ms=${out##* }
-  kill "$pid" 2>/dev/null || true # it may have ended already
-  wait "$pid" 2>/dev/null || true
+  local out pid ms try
+  for try in 1 2 3; do # the display may refuse a connection while the last program ends
+    out=$("$src/$build/bench/map_watch" "$@" 2>/dev/null) || true
+    pid=${out%% *}; ms=${out##* }
+    [ -n "$pid" ] && { kill "$pid" 2>/dev/null || true; wait "$pid" 2>/dev/null || true; }
+    [[ "$ms" =~ ^[0-9.]+$ ]] && break
+  done
   echo "$ms"
 }
 agent=(); bare=()

@@ -2,7 +2,8 @@
 # What the agent costs while it waits, beside a bare Qt tray program (a tray
 # icon and a 1-second timer) and parcellite: all three at once under Xvfb with
 # a tray host (trayer), the agent with 11 servers (8 "V2", 2 "V1", the
-# support server) against orvex-centre and ngircd, in a network namespace of
+# support server) against orvex-centre and one ngircd for each "V2" centre
+# (127.0.0.1 to 127.0.0.8), in a network namespace of
 # its own (as root). Two rounds of SECONDS_PER_ROUND (default 300) with the
 # chat server up, one with it down. CPU in % of one core, wake-ups as context
 # switches a second (all threads), RSS and PSS at the end.
@@ -30,16 +31,22 @@ export DISPLAY=":$display" QT_QPA_PLATFORM=xcb QT_LOGGING_RULES='orvex.*=false'
 export HOME="$work" XDG_RUNTIME_DIR="$work"
 unset DBUS_SESSION_BUS_ADDRESS
 trayer --edge top --widthtype pixel --width 120 --height 24 >/dev/null 2>&1 & pids+=($!)
-mkdir -p "$work/centre" "$work/prog" "$work/irc"
-"$src/$build/src/app/orvex-centre" --data "$work/centre" --home-port 80 >/dev/null 2>&1 & pids+=($!)
-printf '[Global]\nName = irc.bench\nInfo = bench\nListen = 127.0.0.1\nPorts = 9744\nPidFile = %s\n[Options]\nIdent = no\nPAM = no\nDNS = no\n' \
-  "$work/irc/pid" >"$work/irc/ngircd.conf"
-/usr/sbin/ngircd -n -f "$work/irc/ngircd.conf" >/dev/null 2>&1 & irc=$!; pids+=("$irc")
+mkdir -p "$work/centre" "$work/prog"
+"$src/$build/src/app/orvex-centre" --data "$work/centre" --listen 0.0.0.0 --home-port 80 >/dev/null 2>&1 & pids+=($!)
+# Each "V2" centre has its chat server at its own address, as out in the
+# field: one server for all eight would refuse the same nickname seven times.
+ircs=()
+for n in 1 2 3 4 5 6 7 8; do
+  mkdir -p "$work/irc$n"
+  printf '[Global]\nName = irc%d.bench\nInfo = bench\nListen = 127.0.0.%d\nPorts = 9744\nPidFile = %s\n[Options]\nIdent = no\nPAM = no\nDNS = no\n' \
+    "$n" "$n" "$work/irc$n/pid" >"$work/irc$n/ngircd.conf"
+  /usr/sbin/ngircd -n -f "$work/irc$n/ngircd.conf" >/dev/null 2>&1 & ircs+=($!); pids+=($!)
+done
 cp "$src/$build/src/app/orvex" "$work/prog/"
 cp -r "$src/resources" "$work/prog/"
 {
   printf '[Centro]\r\nHost=127.0.0.1\r\n\r\n[DynIP]\r\n'
-  for n in 1 2 3 4 5 6 7 8; do printf 'DynIP Server %d=Centro%d/bench/127.0.0.1/V2\r\n' "$n" "$n"; done
+  for n in 1 2 3 4 5 6 7 8; do printf 'DynIP Server %d=Centro%d/bench/127.0.0.%d/V2\r\n' "$n" "$n" "$n"; done
   for n in 9 10; do printf 'DynIP Server %d=Avisos%d/bench/127.0.0.1/V1\r\n' "$n" "$n"; done
 } >"$work/prog/Orvex.ini"
 sleep 1
@@ -65,7 +72,7 @@ round() { # name
 }
 round "chat up, round 1"
 round "chat up, round 2"
-kill "$irc"
+kill "${ircs[@]}"
 sleep 5
 round "chat server down"
 echo "load average $(cut -d' ' -f1-3 /proc/loadavg); targets: agent CPU < 0.05 %, <= 3 wake-ups/s, RSS <= 36 MiB"

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -53,11 +54,17 @@ int main(int argc, char **argv)
     const auto start = std::chrono::steady_clock::now();
     const pid_t child = fork();
     if (child == 0) {
+        // The program must not hold the caller's output open: a caller that
+        // reads it to its end would wait for the program to end too.
+        const int null = open("/dev/null", O_WRONLY);
+        dup2(null, STDOUT_FILENO);
+        dup2(null, STDERR_FILENO);
         close(ConnectionNumber(display));
         execvp(argv[2], argv + 2);
         _exit(127);
     }
     std::printf("%d ", int(child));
+    std::fflush(stdout);
     alarm(120);
     for (;;) {
         XEvent event;
