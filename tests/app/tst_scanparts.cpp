@@ -1,9 +1,11 @@
 // The pieces of a scan on their own: the settings' server table, the state
 // judged from it, the keep-alives, the delay upload and the folder repair.
 #include "app/DelayUpload.h"
+#include "app/ExchangeHelper.h"
 #include "app/KeepAlive.h"
 #include "app/ScanStatus.h"
 #include "app/SiblingFolders.h"
+#include "common/FakeSystem.h"
 #include "common/LoopbackHttpServer.h"
 #include "common/MessageLog.h"
 #include "helpers/AgentHarness.h"
@@ -261,6 +263,28 @@ private slots:
                                     "Historico\r\n\r\n[Red]\r\nPuerto=9\r\n";
         QCOMPARE(test::readBytes(dir + u"/Movilar.ini"_s), repaired ? expected : movilar);
         QCOMPARE(adds.INI_GetString(u"A"_s, u"k"_s, u"-"_s), u"v"_s);
+    }
+
+    // The helper program is started when it is there and has no window, once
+    // until it ends; where it is absent no window is searched for at all.
+    void exchangeHelperStartsOnce()
+    {
+        QTemporaryDir folder;
+        test::FakeProcessWindows windows;
+        Adds adds(AddsServices{.processWindows = &windows});
+        ExchangeHelper helper(adds, folder.path());
+        QVERIFY(!helper.tick());
+        QCOMPARE(windows.searches, 0);
+        QVERIFY(test::writeBytes(folder.filePath(u"OxExchange.exe"_s), "x"));
+        windows.titles["OxExchange"] = 42;
+        QVERIFY(!helper.tick());
+        windows.titles.clear();
+        QVERIFY(helper.tick());
+        QVERIFY(!helper.tick()); // still starting up, no window yet
+        windows.endAll();
+        QVERIFY(helper.tick());
+        QCOMPARE(windows.started.size(), size_t(2));
+        QVERIFY(QString::fromStdString(windows.started[0]).contains(u"OxExchange.exe"_s));
     }
 };
 

@@ -22,10 +22,12 @@ public:
     bool hasWindowList() override { return windowList; }
     platform::WindowHandle findWindowByTitle(const std::string &t) override
     {
+        ++searches;
         return titles.count(t) ? titles[t] : 0;
     }
     platform::WindowHandle findWindowByClass(const std::string &c) override
     {
+        ++searches;
         return classes.count(c) ? classes[c] : 0;
     }
     bool postClose(platform::WindowHandle window) override
@@ -51,6 +53,7 @@ public:
 
     bool windowList = true;
     bool startFails = false;
+    int searches = 0;
     std::map<std::string, platform::WindowHandle> titles, classes;
     std::vector<platform::WindowHandle> closed;
     std::vector<std::string> started;
