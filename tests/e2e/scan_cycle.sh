@@ -21,33 +21,11 @@ bin=$(cd "$(dirname "$orvex")" && pwd)
 ip link set lo up
 
 work=$(mktemp -d)
-pids=()
-cleanup() {
-  for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done
-  sleep 0.2
-  for p in "${pids[@]}"; do kill -9 "$p" 2>/dev/null; done
-  rm -rf "$work"
-}
-trap cleanup EXIT
-fail() {
-  echo "FAIL: $*"
-  for f in "$work"/*.log; do echo "--- $f"; tail -n 40 "$f"; done
-  [ -f "$work/public.log" ] && { echo "--- public.log"; cat "$work/public.log"; }
-  exit 1
-}
-wait_for() { # seconds command...
-  local limit=$(( $1 * 10 )); shift
-  for _ in $(seq 1 "$limit"); do "$@" && return 0; sleep 0.1; done
-  return 1
-}
+. "$(dirname "$0")/../common/e2e.sh"
+trap 'stop_started; rm -rf "$work"' EXIT
 count() { grep -c -- "$2" "$1" 2>/dev/null || true; }
-status() { curl -s --max-time 5 http://127.0.0.1/status.json; }
 json() { # python expression on the status as `s`
   status | python3 -c "import json,sys; s=json.load(sys.stdin); print($1)" 2>/dev/null
-}
-# True when the status's value at PATH (a python subscript) is exactly $WANT.
-has() {
-  status | WANT="$2" python3 -c "import json,os,sys; s=json.load(sys.stdin); sys.exit(0 if s$1 == os.environ['WANT'] else 1)" 2>/dev/null
 }
 
 # The centre, the chat server and a display.

@@ -21,25 +21,13 @@ bin=$(cd "$(dirname "$orvex")" && pwd)
 ip link set lo up
 
 work=$(mktemp -d)
-pids=()
+. "$(dirname "$0")/../common/e2e.sh"
 cleanup() {
-  for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done
-  sleep 0.2
-  for p in "${pids[@]}"; do kill -9 "$p" 2>/dev/null; done
+  stop_started
   # KEEP_E2E=1 keeps the folder (logs, what the server stored) for a look.
   [ -n "${KEEP_E2E:-}" ] && echo "kept $work" || rm -rf "$work"
 }
 trap cleanup EXIT
-fail() {
-  echo "FAIL: $*"
-  for f in "$work"/*.log; do echo "--- $f"; tail -n 40 "$f"; done
-  exit 1
-}
-wait_for() { # seconds command...
-  local limit=$(( $1 * 10 )); shift
-  for _ in $(seq 1 "$limit"); do "$@" && return 0; sleep 0.1; done
-  return 1
-}
 
 # The server: CGI scripts in a document root, the archiver at "/".
 www="$work/www"

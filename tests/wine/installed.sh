@@ -32,28 +32,10 @@ mkdir -p "$work/centre" "$work/irc" "$work/shots"
 export WINEPREFIX="$work/prefix" WINEARCH=win64 WINEDEBUG=-all
 # No menus or file associations on the host, and no Mono or Gecko prompts.
 export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d"
-pids=()
-cleanup() {
-  wineserver -k 2>/dev/null
-  for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done
-}
-trap cleanup EXIT
-fail() {
-  echo "FAIL: $*"
-  for f in "$work"/*.log; do echo "--- $f"; tail -n 40 "$f"; done
-  exit 1
-}
-wait_for() { # seconds command...
-  local limit=$(($1 * 10)); shift
-  for _ in $(seq 1 "$limit"); do "$@" && return 0; sleep 0.1; done
-  return 1
-}
+. "$(dirname "$0")/../common/e2e.sh"
+trap 'wineserver -k 2>/dev/null; stop_started' EXIT
 logged() { grep -q -- "$1" "$work/agent.log" 2>/dev/null; }
 count() { grep -c -- "$1" "$work/agent.log" 2>/dev/null || true; }
-status() { curl -s --max-time 5 http://127.0.0.1/status.json; }
-has() { # the status's value at a python subscript is exactly $2
-  status | WANT="$2" python3 -c "import json,os,sys; s=json.load(sys.stdin); sys.exit(0 if s$1 == os.environ['WANT'] else 1)" 2>/dev/null
-}
 winpath() { winepath -w "$1" 2>/dev/null; }
 
 exec 3< <(Xvfb -displayfd 1 -nolisten tcp -screen 0 1024x768x24 2>/dev/null & echo "$!")
