@@ -159,8 +159,15 @@ private slots:
         f.tray().toggleMainWindow();
         QVERIFY(f.isVisible());
         h.tray.setHost(true);
-        f.tray().toggleMainWindow();
+        // The tray's mouse codes: a double click does nothing, a left click
+        // hides the window, a right click opens the menu.
+        f.tray().Pics_MouseMove(0, 0, 0, 0x1E2D, 0);
+        QVERIFY(f.isVisible());
+        f.tray().Pics_MouseMove(0, 0, 0, 0x1E0F, 0);
         QVERIFY(!f.isVisible());
+        f.tray().Pics_MouseMove(0, 0, 0, 0x1E3C, 0);
+        QTRY_VERIFY(f.tray().mnuPopUp()->isVisible());
+        f.tray().mnuPopUp()->hide();
         h.tray.setHost(false);
         QVERIFY(f.isVisible());
         f.tray().removeFromTray();
