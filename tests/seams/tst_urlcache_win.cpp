@@ -1,6 +1,8 @@
 #include "SeamTest.h"
 #include "platform/UrlCache.h"
 
+#include <algorithm>
+
 // clang-format off
 #include <windows.h>
 #include <wininet.h>
@@ -36,10 +38,8 @@ TEST_SUITE("urlcache")
             const auto urls = urlCache->entryUrls();
             return std::find(urls.begin(), urls.end(), url) != urls.end();
         };
-        CHECK((listed(a) && listed(b)));
-        CHECK(urlCache->deleteEntry(a));
+        CHECK((listed(a) && listed(b) && urlCache->deleteEntry(a)));
         CHECK((!listed(a) && listed(b)));
         CHECK_FALSE(urlCache->deleteEntry(a)); // gone already
-        CHECK(urlCache->deleteEntry(b));
     }
 }
