@@ -91,23 +91,15 @@ private slots:
     }
 
     // The answer comes through the caller's event loop, never blocking it.
-    void resolvesWithoutBlocking_data()
-    {
-        QTest::addColumn<QByteArray>("name");
-        QTest::addColumn<uint>("address"); // host order; 0: does not resolve
-        QTest::newRow("localhost") << QByteArray("localhost") << 0x7f000001u;
-        QTest::newRow("empty") << QByteArray() << 0u;
-    }
     void resolvesWithoutBlocking()
     {
-        QFETCH(QByteArray, name);
         QList<uint> answers;                        // host order; 0: does not resolve
         const auto resolver = createHostResolver(); // its answers end with it
-        resolver->lookupIPv4(name.toStdString(), [&](std::optional<std::uint32_t> a) {
-            answers << (a ? ntohl(*a) : 0u);
-        });
-        QTRY_COMPARE(answers.size(), 1);
-        QTEST(answers[0], "address");
+        for (const char *name : {"localhost", ""})
+            resolver->lookupIPv4(name, [&](auto a) { answers << (a ? ntohl(*a) : 0u); });
+        QTRY_COMPARE(answers.size(), 2);
+        std::ranges::sort(answers); // in whichever order they come
+        QCOMPARE(answers, (QList<uint>{0u, 0x7f000001u}));
     }
 };
 
