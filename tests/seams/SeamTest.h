@@ -22,10 +22,6 @@ std::string machineNameFromElsewhere();
 // Whether this process may send ICMP echoes at all.
 bool canPing();
 
-// When the program was started as a child of a process test ("--child ..."),
-// does what it was asked and returns the exit code; otherwise -1.
-int runAsChild(int argc, char **argv);
-
 // A shortcut as the system's own reader sees it.
 struct LinkReadBack
 {

@@ -23,11 +23,6 @@ bool canPing()
     return false;
 }
 
-int runAsChild(int, char **)
-{
-    return -1;
-}
-
 // The keys of the desktop entry a menu or autostart would read.
 LinkReadBack readLink(const std::string &path)
 {

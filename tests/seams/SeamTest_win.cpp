@@ -9,7 +9,6 @@
 #include <shobjidl.h>
 
 #include <cstdlib>
-#include <cstring>
 
 namespace orvex::seamtest {
 
@@ -22,23 +21,6 @@ std::string machineNameFromElsewhere()
 bool canPing()
 {
     return true;
-}
-
-// "--child EVENT FILE": waits until the named event is set, then writes its
-// working folder into FILE.
-int runAsChild(int argc, char **argv)
-{
-    if (argc != 4 || std::strcmp(argv[1], "--child") != 0)
-        return -1;
-    HANDLE event = OpenEventA(SYNCHRONIZE, FALSE, argv[2]);
-    if (!event)
-        return 2;
-    WaitForSingleObject(event, INFINITE);
-    CloseHandle(event);
-    char folder[MAX_PATH] = {};
-    GetCurrentDirectoryA(MAX_PATH, folder);
-    std::ofstream(argv[3]) << folder;
-    return 0;
 }
 
 // Through the shell's own link object, as Explorer reads it.
