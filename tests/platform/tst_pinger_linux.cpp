@@ -8,13 +8,11 @@
 using namespace orvex::platform;
 using Bytes = std::vector<std::uint8_t>;
 
-namespace {
-
 constexpr std::uint16_t kId = 0x1234;
 constexpr std::uint16_t kSeq = 0x0102;
 
 // An IPv4 header of `words` 32-bit words, then `message`.
-Bytes withIp(const Bytes &message, std::uint8_t words = 5)
+static Bytes withIp(const Bytes &message, std::uint8_t words = 5)
 {
     Bytes p(words * 4u, 0);
     p[0] = static_cast<std::uint8_t>(0x40 | words);
@@ -22,14 +20,14 @@ Bytes withIp(const Bytes &message, std::uint8_t words = 5)
     return p;
 }
 
-Bytes reply(std::uint16_t id, std::uint16_t seq)
+static Bytes reply(std::uint16_t id, std::uint16_t seq)
 {
     Bytes m = icmp::buildEchoRequest(id, seq);
     return m[0] = 0, m;
 }
 
 // An ICMP error quoting the IP header and first 8 bytes of a request (RFC 792).
-Bytes error(std::uint8_t type, std::uint8_t code, std::uint16_t seq)
+static Bytes error(std::uint8_t type, std::uint8_t code, std::uint16_t seq)
 {
     const Bytes request = icmp::buildEchoRequest(kId, seq);
     Bytes m{type, code, 0, 0, 0, 0, 0, 0};
@@ -37,8 +35,6 @@ Bytes error(std::uint8_t type, std::uint8_t code, std::uint16_t seq)
     m.insert(m.end(), quoted.begin(), quoted.end());
     return withIp(m);
 }
-
-} // namespace
 
 // The echo itself, sent and answered, is the seams' test (tests/seams/tst_pinger.cpp).
 class TestPingerLinux : public QObject

@@ -6,10 +6,8 @@
 
 using namespace orvex::platform;
 
-namespace {
-
 // A top-level window of the test's own class, which a close request destroys.
-HWND makeWindow(const wchar_t *title)
+static HWND makeWindow(const wchar_t *title)
 {
     static const ATOM probe = [] {
         WNDCLASSW c{};
@@ -25,12 +23,10 @@ HWND makeWindow(const wchar_t *title)
     return w;
 }
 
-WindowHandle handleOf(HWND w)
+static WindowHandle handleOf(HWND w)
 {
     return reinterpret_cast<std::uintptr_t>(w);
 }
-
-} // namespace
 
 TEST_SUITE("processwindows")
 {

@@ -8,15 +8,11 @@ using namespace orvex::platform;
 using orvex::seamtest::kSeparator;
 using orvex::seamtest::kWindows;
 
-namespace {
-
 // The seams speak UTF-8, which a path takes as char8_t on either system.
-std::filesystem::path fsPath(const std::string &utf8)
+static std::filesystem::path fsPath(const std::string &utf8)
 {
     return std::u8string(utf8.begin(), utf8.end());
 }
-
-} // namespace
 
 TEST_SUITE("shellfolders")
 {

@@ -10,10 +10,8 @@
 
 using namespace orvex::platform;
 
-namespace {
-
 // Puts `url` into the prefix's own URL cache with a small body.
-bool cache(const std::string &url)
+static bool cache(const std::string &url)
 {
     char file[MAX_PATH] = {};
     if (!CreateUrlCacheEntryA(url.c_str(), 0, "txt", file, 0))
@@ -23,8 +21,6 @@ bool cache(const std::string &url)
     return CommitUrlCacheEntryA(url.c_str(), file, none, none, NORMAL_CACHE_ENTRY, nullptr, 0,
                                 nullptr, nullptr) != FALSE;
 }
-
-} // namespace
 
 TEST_SUITE("urlcache")
 {
