@@ -2,10 +2,7 @@
 #include "common/TestSupport.h"
 #include "platform/IrcClient.h"
 
-#include <QProcess>
-#include <QSignalSpy>
-#include <QTcpServer>
-#include <QTemporaryDir>
+#include <QtNetwork>
 #include <QtTest>
 
 using namespace orvex;

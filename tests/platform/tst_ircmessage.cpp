@@ -1,6 +1,5 @@
 #include "platform/IrcMessage.h"
 
-#include <QRandomGenerator>
 #include <QtTest>
 
 using namespace orvex::platform;

@@ -1,12 +1,7 @@
 #include "common/TestSupport.h"
 #include "platform/ProcessWindows.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QProcess>
-#include <QTemporaryDir>
-#include <QTest>
+#include <QtTest>
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
