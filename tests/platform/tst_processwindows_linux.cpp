@@ -112,8 +112,8 @@ private slots:
         QTemporaryDir tmp;
         const QString work = tmp.filePath(u"trabajo"_s), script = tmp.filePath(u"con espacio.sh"_s);
         QVERIFY(QDir().mkpath(work) &&
-                orvex::test::writeBytes(script, "#!/bin/sh\npwd > out.txt\nfor a in \"$@\"; do "
-                                                "echo \"[$a]\" >> out.txt; done\n") &&
+                orvex::test::writeBytes(script,
+                                        "#!/bin/sh\nprintf '[%s]\\n' \"$(pwd)\" \"$@\" >out\n") &&
                 QFile::setPermissions(script, QFile::ReadOwner | QFile::ExeOwner));
         auto pw = createProcessWindows();
         const ProcessToken p =
@@ -121,8 +121,8 @@ private slots:
                              work.toStdString());
         QTRY_VERIFY(p != 0 && !pw->isRunning(p));
         pw->release(p);
-        QCOMPARE(QString::fromUtf8(orvex::test::readBytes(work + u"/out.txt"_s)),
-                 QDir(work).canonicalPath() + u"\n[uno]\n[dos tres]\n[año]\n"_s);
+        QCOMPARE(QString::fromUtf8(orvex::test::readBytes(work + u"/out"_s)),
+                 u'[' + QDir(work).canonicalPath() + u"]\n[uno]\n[dos tres]\n[año]\n"_s);
 
         // The child handles signals by default, whatever this process ignores.
         ::signal(SIGTERM, SIG_IGN);
