@@ -15,10 +15,6 @@ constexpr bool kWindows = false;
 #endif
 constexpr char kSeparator = kWindows ? '\\' : '/';
 
-// The computer's name as the system states it elsewhere than the seam asks
-// (the COMPUTERNAME variable on Windows, the kernel's host name on Linux).
-std::string machineNameFromElsewhere();
-
 // Whether this process may send ICMP echoes at all.
 bool canPing();
 

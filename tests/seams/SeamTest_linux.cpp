@@ -7,13 +7,6 @@
 
 namespace orvex::seamtest {
 
-std::string machineNameFromElsewhere()
-{
-    std::string name;
-    std::getline(std::ifstream("/proc/sys/kernel/hostname"), name);
-    return name;
-}
-
 bool canPing()
 {
     for (int type : {SOCK_DGRAM, SOCK_RAW}) {

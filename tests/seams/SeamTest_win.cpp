@@ -8,15 +8,7 @@
 #include <shlobj.h>
 #include <shobjidl.h>
 
-#include <cstdlib>
-
 namespace orvex::seamtest {
-
-std::string machineNameFromElsewhere()
-{
-    const char *name = std::getenv("COMPUTERNAME");
-    return name ? name : "";
-}
 
 bool canPing()
 {

@@ -3,13 +3,20 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 
 TEST_SUITE("machinename")
 {
     TEST_CASE("the computer's name, as the system states it")
     {
         std::string name = orvex::platform::machineName();
-        std::string other = orvex::seamtest::machineNameFromElsewhere();
+        // As the system states it elsewhere than the seam asks.
+#ifdef _WIN32
+        std::string other = std::getenv("COMPUTERNAME") ? std::getenv("COMPUTERNAME") : "";
+#else
+        std::string other;
+        std::getline(std::ifstream("/proc/sys/kernel/hostname"), other);
+#endif
         // Windows keeps names in upper case in one place and not in another.
         for (std::string *s : {&name, &other})
             std::transform(s->begin(), s->end(), s->begin(),
