@@ -1,22 +1,17 @@
 #include "platform/IrcMessage.h"
 
-#include <QRandomGenerator>
 #include <QtTest>
 
 using namespace orvex::platform;
 using namespace Qt::StringLiterals;
 
-namespace {
-
-QList<QByteArray> bytesOf(const QByteArray &text)
+static QList<QByteArray> bytesOf(const QByteArray &text)
 {
     QList<QByteArray> characters;
     for (const char c : text)
         characters << QByteArray(1, c);
     return characters;
 }
-
-} // namespace
 
 // How lines are cut, parsed and judged is seen through the client, against a
 // scripted server (tst_ircclient_linux); here what no server shows.

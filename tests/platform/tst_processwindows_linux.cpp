@@ -1,12 +1,7 @@
 #include "common/TestSupport.h"
 #include "platform/ProcessWindows.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QProcess>
-#include <QTemporaryDir>
-#include <QTest>
+#include <QtTest>
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
@@ -17,86 +12,69 @@
 using namespace orvex::platform;
 using namespace Qt::StringLiterals;
 
-namespace {
-
-// Reads the events `d` has pending: true when one is a client message of
-// `type` to `w` whose first datum is `first` (any with 0).
-bool clientMessageSeen(Display *d, Window w, Atom type, Atom first = 0)
-{
-    bool seen = false;
-    while (XPending(d)) {
-        XEvent e;
-        XNextEvent(d, &e);
-        seen = seen ||
-               (e.type == ClientMessage && e.xclient.window == w &&
-                e.xclient.message_type == type && (!first || Atom(e.xclient.data.l[0]) == first));
-    }
-    return seen;
-}
-
-} // namespace
-
 // A private X server (-displayfd lets it pick a free display and say which),
-// and the test's own Xlib connection to it, which makes the windows.
-class XServer
+// and the test's own Xlib connection to it, which makes the windows. That
+// connection closes first: Xlib ends a program whose server vanishes.
+struct XServer
 {
-public:
-    ~XServer() { stop(); }
-
+    QProcess process;
+    Display *d = nullptr;
+    ~XServer()
+    {
+        if (d)
+            XCloseDisplay(d);
+        process.kill();
+        process.waitForFinished(5000);
+    }
     bool start()
     {
-        m_process.start(u"Xvfb"_s, {u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s});
+        process.start(u"Xvfb"_s, {u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s});
         QByteArray number;
-        while (!number.endsWith('\n') && m_process.waitForReadyRead(15000))
-            number += m_process.readAllStandardOutput();
+        while (!number.endsWith('\n') && process.waitForReadyRead(15000))
+            number += process.readAllStandardOutput();
         const QByteArray name = ':' + number.trimmed();
-        if (number.endsWith('\n') && (m_display = XOpenDisplay(name.constData())))
+        if (number.endsWith('\n') && (d = XOpenDisplay(name.constData())))
             qputenv("DISPLAY", name);
-        return m_display != nullptr;
+        return d;
     }
-
-    // The test's connection goes first: Xlib ends a program whose server vanishes.
-    void stop()
-    {
-        if (m_display)
-            XCloseDisplay(std::exchange(m_display, nullptr));
-        m_process.kill();
-        m_process.waitForFinished(5000);
-    }
-
-    Display *display() const { return m_display; }
-
-    // A window titled `latin1` in WM_NAME; a modern one also has a UTF-8
-    // _NET_WM_NAME, a WM_CLASS and takes WM_DELETE_WINDOW.
+    // Titled `latin1` in WM_NAME; a modern one also has a UTF-8 _NET_WM_NAME,
+    // a WM_CLASS and takes WM_DELETE_WINDOW.
     Window makeWindow(const char *latin1, const char *utf8 = nullptr)
     {
-        Display *d = m_display;
         const Window w = XCreateSimpleWindow(d, DefaultRootWindow(d), 0, 0, 50, 50, 0, 0, 0);
         XStoreName(d, w, latin1);
         if (utf8) {
-            XChangeProperty(d, w, XInternAtom(d, "_NET_WM_NAME", False),
-                            XInternAtom(d, "UTF8_STRING", False), 8, PropModeReplace,
+            XChangeProperty(d, w, atom("_NET_WM_NAME"), atom("UTF8_STRING"), 8, PropModeReplace,
                             reinterpret_cast<const unsigned char *>(utf8), int(qstrlen(utf8)));
             XClassHint hint{const_cast<char *>("orvexprobe"), const_cast<char *>("OrvexProbe")};
             XSetClassHint(d, w, &hint);
-            Atom del = XInternAtom(d, "WM_DELETE_WINDOW", False);
+            Atom del = atom("WM_DELETE_WINDOW");
             XSetWMProtocols(d, w, &del, 1);
         }
         XMapWindow(d, w);
         XSync(d, False);
         return w;
     }
-
-private:
-    QProcess m_process;
-    Display *m_display = nullptr;
+    Atom atom(const char *name) { return XInternAtom(d, name, False); }
+    // Whether a client message of `type` to `w` (with `first` as its first
+    // datum, unless 0) arrives; events read are consumed, so it keeps count.
+    bool messageSeen(Window w, Atom type, Atom first = 0)
+    {
+        while (XPending(d)) {
+            XEvent e;
+            XNextEvent(d, &e);
+            seen = seen || (e.type == ClientMessage && e.xclient.window == w &&
+                            e.xclient.message_type == type &&
+                            (!first || Atom(e.xclient.data.l[0]) == first));
+        }
+        return seen;
+    }
+    bool seen = false;
 };
 
 class TestProcessWindows : public QObject
 {
     Q_OBJECT
-
-    XServer m_x;
 
 private slots:
     void splitsCommandLines_data()
@@ -132,98 +110,86 @@ private slots:
     void startsReapsAndRefusesProcesses()
     {
         QTemporaryDir tmp;
-        const QString bin = tmp.filePath(u"con espacio"_s), work = tmp.filePath(u"trabajo"_s);
-        const QString script = bin + u"/anotar args.sh"_s;
-        QVERIFY(QDir().mkpath(bin) && QDir().mkpath(work));
-        QVERIFY(orvex::test::writeBytes(
-            script,
-            "#!/bin/sh\npwd > out.txt\nfor a in \"$@\"; do echo \"[$a]\" >> out.txt; done\n"));
-        QVERIFY(QFile::setPermissions(script, QFile::ReadOwner | QFile::ExeOwner));
+        const QString work = tmp.filePath(u"trabajo"_s), script = tmp.filePath(u"con espacio.sh"_s);
+        QVERIFY(QDir().mkpath(work) &&
+                orvex::test::writeBytes(script,
+                                        "#!/bin/sh\nprintf '[%s]\\n' \"$(pwd)\" \"$@\" >out\n") &&
+                QFile::setPermissions(script, QFile::ReadOwner | QFile::ExeOwner));
         auto pw = createProcessWindows();
         const ProcessToken p =
             pw->startProcess(QString(u'"' + script + u"\" uno \"dos tres\" año"_s).toStdString(),
                              work.toStdString());
-        QVERIFY(p != 0);
-        QTRY_VERIFY(!pw->isRunning(p));
+        QTRY_VERIFY(p != 0 && !pw->isRunning(p));
         pw->release(p);
-        QCOMPARE(QString::fromUtf8(orvex::test::readBytes(work + u"/out.txt"_s)),
-                 QDir(work).canonicalPath() + u"\n[uno]\n[dos tres]\n[año]\n"_s);
+        QCOMPARE(QString::fromUtf8(orvex::test::readBytes(work + u"/out"_s)),
+                 u'[' + QDir(work).canonicalPath() + u"]\n[uno]\n[dos tres]\n[año]\n"_s);
 
         // The child handles signals by default, whatever this process ignores.
         ::signal(SIGTERM, SIG_IGN);
         const ProcessToken killed = pw->startProcess("sleep 600");
         ::signal(SIGTERM, SIG_DFL);
-        QVERIFY(killed != 0 && pw->isRunning(killed));
+        QVERIFY(pw->isRunning(killed));
         ::kill(static_cast<pid_t>(killed), SIGTERM);
         QTRY_VERIFY(!pw->isRunning(killed));
         pw->release(killed);
 
         const ProcessToken detached = pw->startProcess("sleep 600", {}, StartMode::NormalWindow);
-        pw->release(detached);
-        QVERIFY(!pw->isRunning(detached)); // forgotten, whatever it does
         const QString proc = u"/proc/"_s + QString::number(detached);
-        QVERIFY(detached != 0 && QFileInfo::exists(proc));
+        pw->release(detached);
+        QVERIFY(detached != 0 && !pw->isRunning(detached) && QFileInfo::exists(proc));
         ::kill(static_cast<pid_t>(detached), SIGKILL);
         QTRY_VERIFY((pw->isRunning(0), !QFileInfo::exists(proc)));
 
         for (const char *refused : {"", "   ", "orvex-no-such-program-xyz --x"})
             QCOMPARE(pw->startProcess(refused), ProcessToken(0));
         QCOMPARE(pw->startProcess("true", "/orvex/no/such/folder"), ProcessToken(0));
-        QVERIFY(!pw->isRunning(424242));
         pw->release(424242); // unknown tokens are ignored
     }
 
     void findsAndClosesWindows()
     {
-        if (!m_x.start())
+        XServer x;
+        if (!x.start())
             QSKIP("no Xvfb to run an X server on");
-        Display *d = m_x.display();
-        // No window manager runs, so there is no _NET_CLIENT_LIST: this walks
-        // the window tree.
-        const Window modern = m_x.makeWindow("Orvex - ano", "Orvex – año");
-        const Window legacy = m_x.makeWindow("A\xf1o nuevo");
-        const Window titledLikeAClass = m_x.makeWindow("OrvexProbe");
+        // No window manager runs, so there is no _NET_CLIENT_LIST: this walks the tree.
+        const Window modern = x.makeWindow("Orvex - ano", "Orvex – año");
+        const Window legacy = x.makeWindow("A\xf1o nuevo");
+        const Window likeAClass = x.makeWindow("OrvexProbe");
         // Where a window manager would listen for _NET_CLOSE_WINDOW.
-        XSelectInput(d, DefaultRootWindow(d), SubstructureNotifyMask);
-        XSync(d, False);
+        XSelectInput(x.d, DefaultRootWindow(x.d), SubstructureNotifyMask);
+        XSync(x.d, False);
 
         auto pw = createProcessWindows();
         QVERIFY(pw->hasWindowList());
-        QCOMPARE(pw->findWindowByTitle("Orvex – año"), WindowHandle(modern));
-        // _NET_WM_NAME is the title when present; WM_NAME is only the fallback.
-        QCOMPARE(pw->findWindowByTitle("Orvex - ano"), WindowHandle(0));
-        QCOMPARE(pw->findWindowByTitle("Año nuevo"), WindowHandle(legacy));
-        QCOMPARE(pw->findWindowByTitle("Orvex"), WindowHandle(0)); // exact, not a prefix
-        QCOMPARE(pw->findWindowByClass("orvexprobe"), WindowHandle(modern));
-        QCOMPARE(pw->findWindowByClass("OrvexProbe"), WindowHandle(modern));
-        QCOMPARE(pw->findWindowByClass("orvexprob"), WindowHandle(0));
+        // _NET_WM_NAME is the title when present, WM_NAME the fallback; exact, not a prefix.
+        const std::pair<std::string, Window> titles[] = {
+            {"Orvex – año", modern}, {"Orvex - ano", 0}, {"Año nuevo", legacy}, {"Orvex", 0}};
+        for (const auto &[title, w] : titles)
+            QCOMPARE(pw->findWindowByTitle(title), WindowHandle(w));
+        for (const auto &[name, w] :
+             {std::pair{"orvexprobe", modern}, {"OrvexProbe", modern}, {"orvexprob", Window(0)}})
+            QCOMPARE(pw->findWindowByClass(name), WindowHandle(w));
         // One walk for both: a title anywhere comes before a class.
         QCOMPARE(pw->findWindowByTitleOrClass("orvexprobe"), WindowHandle(modern));
-        QCOMPARE(pw->findWindowByTitleOrClass("OrvexProbe"), WindowHandle(titledLikeAClass));
-        QCOMPARE(pw->findWindowByTitleOrClass("Nadie"), WindowHandle(0));
+        QCOMPARE(pw->findWindowByTitleOrClass("OrvexProbe"), WindowHandle(likeAClass));
 
-        // Reading an event consumes it, and QTRY_VERIFY asks once more at the end.
-        bool seen = false;
         QVERIFY(pw->postClose(modern));
-        QTRY_VERIFY((seen = seen || clientMessageSeen(d, modern, XInternAtom(d, "WM_PROTOCOLS", 0),
-                                                      XInternAtom(d, "WM_DELETE_WINDOW", 0))));
-        seen = false;
+        QTRY_VERIFY(x.messageSeen(modern, x.atom("WM_PROTOCOLS"), x.atom("WM_DELETE_WINDOW")));
+        x.seen = false;
         QVERIFY(pw->postClose(legacy));
-        QTRY_VERIFY(
-            (seen = seen || clientMessageSeen(d, legacy, XInternAtom(d, "_NET_CLOSE_WINDOW", 0))));
+        QTRY_VERIFY(x.messageSeen(legacy, x.atom("_NET_CLOSE_WINDOW")));
 
         // A handle that is no (longer a) window fails quietly instead of ending
         // the program through Xlib's default error handler.
-        XDestroyWindow(d, modern);
-        XSync(d, False);
+        XDestroyWindow(x.d, modern);
+        XSync(x.d, False);
         QVERIFY(!pw->postClose(modern));
         QCOMPARE(pw->findWindowByTitle("Orvex – año"), WindowHandle(0));
 
         // With a window manager, its list of managed windows is what is searched.
-        XChangeProperty(d, DefaultRootWindow(d), XInternAtom(d, "_NET_CLIENT_LIST", False),
-                        XA_WINDOW, 32, PropModeReplace,
-                        reinterpret_cast<const unsigned char *>(&legacy), 1);
-        XSync(d, False);
+        XChangeProperty(x.d, DefaultRootWindow(x.d), x.atom("_NET_CLIENT_LIST"), XA_WINDOW, 32,
+                        PropModeReplace, reinterpret_cast<const unsigned char *>(&legacy), 1);
+        XSync(x.d, False);
         QCOMPARE(pw->findWindowByTitleOrClass("OrvexProbe"), WindowHandle(0));
         QCOMPARE(pw->findWindowByTitle("Año nuevo"), WindowHandle(legacy));
     }

@@ -7,13 +7,6 @@
 
 namespace orvex::seamtest {
 
-std::string machineNameFromElsewhere()
-{
-    std::string name;
-    std::getline(std::ifstream("/proc/sys/kernel/hostname"), name);
-    return name;
-}
-
 bool canPing()
 {
     for (int type : {SOCK_DGRAM, SOCK_RAW}) {
@@ -21,11 +14,6 @@ bool canPing()
             return ::close(fd), true;
     }
     return false;
-}
-
-int runAsChild(int, char **)
-{
-    return -1;
 }
 
 // The keys of the desktop entry a menu or autostart would read.

@@ -8,62 +8,32 @@
 #include <shlobj.h>
 #include <shobjidl.h>
 
-#include <cstdlib>
-#include <cstring>
-
 namespace orvex::seamtest {
-
-std::string machineNameFromElsewhere()
-{
-    const char *name = std::getenv("COMPUTERNAME");
-    return name ? name : "";
-}
 
 bool canPing()
 {
     return true;
 }
 
-// "--child EVENT FILE": waits until the named event is set, then writes its
-// working folder into FILE.
-int runAsChild(int argc, char **argv)
-{
-    if (argc != 4 || std::strcmp(argv[1], "--child") != 0)
-        return -1;
-    HANDLE event = OpenEventA(SYNCHRONIZE, FALSE, argv[2]);
-    if (!event)
-        return 2;
-    WaitForSingleObject(event, INFINITE);
-    CloseHandle(event);
-    char folder[MAX_PATH] = {};
-    GetCurrentDirectoryA(MAX_PATH, folder);
-    std::ofstream(argv[3]) << folder;
-    return 0;
-}
-
 // Through the shell's own link object, as Explorer reads it.
 LinkReadBack readLink(const std::string &path)
 {
+    using orvex::platform::fromWide;
     LinkReadBack back;
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     IShellLinkW *link = nullptr;
     IPersistFile *file = nullptr;
+    wchar_t target[MAX_PATH] = {}, arguments[INFOTIPSIZE] = {}, caption[INFOTIPSIZE] = {};
     if (SUCCEEDED(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW,
                                    reinterpret_cast<void **>(&link))) &&
         SUCCEEDED(link->QueryInterface(IID_IPersistFile, reinterpret_cast<void **>(&file))) &&
-        SUCCEEDED(file->Load(orvex::platform::toWide(path).c_str(), STGM_READ))) {
-        wchar_t text[INFOTIPSIZE] = {};
-        if (SUCCEEDED(link->GetPath(text, MAX_PATH, nullptr, SLGP_RAWPATH)))
-            back.target = orvex::platform::fromWide(text);
-        text[0] = L'\0';
-        if (SUCCEEDED(link->GetArguments(text, INFOTIPSIZE)))
-            back.arguments =
-                orvex::platform::splitCommandLine("\"\" " + orvex::platform::fromWide(text))
-                    .arguments;
-        text[0] = L'\0';
-        if (SUCCEEDED(link->GetDescription(text, INFOTIPSIZE)))
-            back.caption = orvex::platform::fromWide(text);
-    }
+        SUCCEEDED(file->Load(orvex::platform::toWide(path).c_str(), STGM_READ)) &&
+        SUCCEEDED(link->GetPath(target, MAX_PATH, nullptr, SLGP_RAWPATH)) &&
+        SUCCEEDED(link->GetArguments(arguments, INFOTIPSIZE)) &&
+        SUCCEEDED(link->GetDescription(caption, INFOTIPSIZE)))
+        back = {fromWide(target),
+                orvex::platform::splitCommandLine("\"\" " + fromWide(arguments)).arguments,
+                fromWide(caption)};
     for (IUnknown *object : {static_cast<IUnknown *>(file), static_cast<IUnknown *>(link)})
         if (object)
             object->Release();

@@ -1,21 +1,26 @@
 #include "SeamTest.h"
 #include "platform/MachineName.h"
 
+#include <algorithm>
 #include <cctype>
+#include <cstdlib>
 
 TEST_SUITE("machinename")
 {
     TEST_CASE("the computer's name, as the system states it")
     {
+        std::string name = orvex::platform::machineName();
+        // As the system states it elsewhere than the seam asks.
+#ifdef _WIN32
+        std::string other = std::getenv("COMPUTERNAME") ? std::getenv("COMPUTERNAME") : "";
+#else
+        std::string other;
+        std::getline(std::ifstream("/proc/sys/kernel/hostname"), other);
+#endif
         // Windows keeps names in upper case in one place and not in another.
-        const auto lower = [](std::string s) {
-            for (char &c : s)
-                c = char(std::tolower(static_cast<unsigned char>(c)));
-            return s;
-        };
-        const std::string name = orvex::platform::machineName();
-        REQUIRE_FALSE(name.empty());
-        CHECK(name.find('\0') == std::string::npos);
-        CHECK(lower(name) == lower(orvex::seamtest::machineNameFromElsewhere()));
+        for (std::string *s : {&name, &other})
+            std::transform(s->begin(), s->end(), s->begin(),
+                           [](unsigned char c) { return char(std::tolower(c)); });
+        CHECK((!name.empty() && name == other));
     }
 }

@@ -11,12 +11,11 @@
 
 namespace {
 
+// Every text here fits in MAX_PATH wide characters, at most three bytes each.
 std::string utf8(const wchar_t *wide)
 {
-    const int size = WideCharToMultiByte(CP_UTF8, 0, wide, -1, nullptr, 0, nullptr, nullptr);
-    std::string out(size > 0 ? size_t(size) : 1, '\0');
-    WideCharToMultiByte(CP_UTF8, 0, wide, -1, out.data(), size, nullptr, nullptr);
-    out.pop_back();
+    char out[3 * MAX_PATH + 1] = {};
+    WideCharToMultiByte(CP_UTF8, 0, wide, -1, out, sizeof out - 1, nullptr, nullptr);
     return out;
 }
 
@@ -40,15 +39,13 @@ int wmain(int argc, wchar_t **argv)
             SUCCEEDED(link->GetPath(target, MAX_PATH, nullptr, 0)) &&
             SUCCEEDED(link->GetWorkingDirectory(folder, MAX_PATH)) &&
             SUCCEEDED(link->GetIconLocation(icon, MAX_PATH, &iconIndex));
+        status |= !read;
         if (read)
             std::printf("%s|%s|%s|%s,%d\n", utf8(argv[i]).c_str(), utf8(target).c_str(),
                         utf8(folder).c_str(), utf8(icon).c_str(), iconIndex);
-        else
-            status = 1;
-        if (file)
-            file->Release();
-        if (link)
-            link->Release();
+        for (IUnknown *object : {static_cast<IUnknown *>(file), static_cast<IUnknown *>(link)})
+            if (object)
+                object->Release();
     }
     CoUninitialize();
     return status;
