@@ -184,18 +184,16 @@ private slots:
         const QString query = u"/f/x.zip?e=Gr%FAas+del+Sur+S%2EA%2E&p=%7E"_s;
         transfer->ReadFile(u"x.zip"_s, u"http://127.0.0.1:%1"_s.arg(port) + query, 1,
                            folder.filePath(u"x.zip"_s));
-        if (size < 0) {
+        if (size < 0) { // the program closes half way
             QVERIFY(progress.wait(10000));
             transfer.reset();
-            QVERIFY(complete.isEmpty());
-            QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), QStringList());
+            QVERIFY(complete.isEmpty() && QDir(folder.path()).isEmpty(QDir::Files | QDir::Hidden));
             return;
         }
         QVERIFY(complete.wait(10000));
-        QCOMPARE(complete[0][0].toString(), u"x.zip"_s);
-        const QFileInfo temp(complete[0][1].toString());
-        QCOMPARE(temp.absolutePath(), QFileInfo(folder.path()).absoluteFilePath());
-        QVERIFY(temp.fileName().startsWith(u".orvex-"_s));
+        const QFileInfo temp(complete[0][1].toString()); // a part file beside the target
+        QCOMPARE(complete[0][0].toString() + temp.absolutePath() + temp.fileName().left(7),
+                 u"x.zip"_s + QFileInfo(folder.path()).absoluteFilePath() + u".orvex-"_s);
         QCOMPARE(temp.size(), size);
         QTEST(complete[0][2].toBool(), "whole");
         if (size > 0)
@@ -339,25 +337,6 @@ private slots:
         QCOMPARE(f.boxes.asked.size(), size_t(taken ? 0 : 1));
         if (!taken)
             QCOMPARE(f.boxes.asked[0].icon, platform::BoxIcon::Critical);
-    }
-
-    // The archive is fetched (the archiver is there already) and unpacked
-    // over the program folder; a second restore fetches nothing new.
-    void restoreFetchesAndUnpacks()
-    {
-        Fixture f;
-        f.writeTool("exit 0\n");
-        for (int round = 0; round < 2; ++round)
-            ConfigurationBackup(f.c, f.downloads).restore(u"A B"_s, u"PC"_s);
-        QCOMPARE(f.transfer.reads.size(), 1);
-        QVERIFY(f.transfer.reads[0].startsWith(u"downloadconfiguration.cgi?empresa=A+B&pcname=PC|"_s
-                                               u"http://"_s +
-                                               f.home.host() + u"/ox/"_s));
-        QCOMPARE(test::readBytes(f.path(u"Instalables/temp.zip"_s)), QByteArray("PK-archivo"));
-        QCOMPARE(f.toolArgs(), (QStringList{u"-extract"_s, u"-overwrite=all"_s,
-                                            f.native(u"Instalables/temp.zip"_s), f.native({})}));
-        const QStringList once{u"..."_s, u"Instalacion finalizada!."_s};
-        QCOMPARE(f.avance, once + once);
     }
 
     // Only the exact texts run an action, with the scan off meanwhile and as
