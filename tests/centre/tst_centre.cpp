@@ -222,9 +222,8 @@ private slots:
         QTemporaryDir data;
         const QString module = data.filePath(u"updates/Ox"_s);
         QDir().mkpath(module + u"/bin"_s);
-        test::pe::ImageOptions v2;
-        v2.version = {2, 0, 0, 0};
-        QVERIFY(test::writeBytes(module + u"/bin/Tool.exe"_s, test::pe::buildImage(v2)));
+        const QByteArray v2 = test::pe::buildImage({.version = {2, 0, 0, 0}});
+        QVERIFY(test::writeBytes(module + u"/bin/Tool.exe"_s, v2));
         QVERIFY(test::writeBytes(module + u"/Ayuda.hlp"_s, "ayuda sin version"));
         QVERIFY(test::writeBytes(module + u"/Grande.dat"_s, QByteArray(1000, 'g')));
         CentreOptions o = options(data.path());
@@ -238,7 +237,7 @@ private slots:
             return get(p.home, "/ox/updategetfile.cgi?empresa=A&group=Ox&pcname=B&filename=" +
                                    name + "&version=" + version);
         };
-        QCOMPARE(body(file("bin%5CTool%2Eexe", "1%2E9%2E0%2E0")), test::pe::buildImage(v2));
+        QCOMPARE(body(file("bin%5CTool%2Eexe", "1%2E9%2E0%2E0")), v2);
         QCOMPARE(body(file("bin%5CTool%2Eexe", "2%2E0%2E0%2E0")), "OK"_ba);
         QCOMPARE(body(file("Ayuda%2Ehlp", "0%2E0%2E0%2E0")), "ayuda sin version"_ba);
         const QByteArray cut = file("Grande%2Edat", "0%2E0%2E0%2E0");
