@@ -30,22 +30,6 @@ struct Fixture
         // Replies above 512 bytes go to a spool, as gigabytes would.
         adds.setReplySpool(path(u"Instalables"_s), 512);
     }
-    ActionContext context()
-    {
-        ActionContext c;
-        c.adds = &adds;
-        c.boxes = &boxes;
-        c.socket = &socket;
-        c.transfer = &transfer;
-        c.labelStatus = &status;
-        c.programFolder = folder.path();
-        c.homeHost = home.host();
-        c.setLabelAvance = [this](const QString &t) { avance << t; };
-        c.enableCmdAccion = [this](bool on) { cmdAccion << on; };
-        c.timerScanEnabled = [this] { return timer; };
-        c.setTimerScanEnabled = [this](bool on) { timer = on; };
-        return c;
-    }
     QString path(const QString &name) const { return folder.filePath(name); }
     QString native(const QString &name) const { return QDir::toNativeSeparators(path(name)); }
     // An archiver stand-in in "Instalables" that notes its arguments.
@@ -78,7 +62,17 @@ struct Fixture
     QStringList avance;
     QList<bool> cmdAccion;
     bool timer = true;
-    ActionContext c = context();
+    ActionContext c{.adds = &adds,
+                    .boxes = &boxes,
+                    .socket = &socket,
+                    .transfer = &transfer,
+                    .labelStatus = &status,
+                    .programFolder = folder.path(),
+                    .homeHost = home.host(),
+                    .setLabelAvance = [this](const QString &t) { avance << t; },
+                    .enableCmdAccion = [this](bool on) { cmdAccion << on; },
+                    .timerScanEnabled = [this] { return timer; },
+                    .setTimerScanEnabled = [this](bool on) { timer = on; }};
     Downloads downloads{c};
 };
 

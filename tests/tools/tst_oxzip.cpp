@@ -100,10 +100,14 @@ struct Entry
     QByteArray extra;                  // central header only
 };
 
-void put(QByteArray &out, quint64 value, int bytes)
+// Little-endian fields, each of its width in bytes.
+QByteArray fields(std::initializer_list<std::pair<quint64, int>> values)
 {
-    for (int i = 0; i < bytes; ++i)
-        out.append(char((value >> (8 * i)) & 0xFF));
+    QByteArray out;
+    for (const auto &[value, bytes] : values)
+        for (int i = 0; i < bytes; ++i)
+            out.append(char((value >> (8 * i)) & 0xFF));
+    return out;
 }
 
 quint32 crc32Of(const QByteArray &data)
@@ -133,34 +137,27 @@ QByteArray craft(const QList<Entry> &entries)
 {
     QByteArray out, directory;
     for (const Entry &e : entries) {
-        // Both headers share the fields from "version needed" to the extra length.
-        const auto common = [&e](QByteArray &to, int extraSize) {
-            put(to, 20, 2);
-            put(to, quint64(e.method) << 16, 4); // no flags
-            put(to, 0x00210000, 4);              // 1980-01-01 00:00
-            put(to, e.crc, 4);
-            put(to, e.data.size(), 4);
-            put(to, e.size, 4);
-            put(to, e.name.size(), 2);
-            put(to, extraSize, 2);
-        };
-        put(directory, 0x031E02014b50, 6); // signature, made by Unix
-        common(directory, e.extra.size());
-        put(directory, 0, 6); // comment length, disk, internal attributes
-        put(directory, e.external, 4);
-        put(directory, out.size(), 4);
-        directory.append(e.name).append(e.extra);
-        put(out, 0x04034b50, 4);
-        common(out, 0);
-        out.append(e.name).append(e.data);
+        // Both headers share the fields from "version needed" to the name's length.
+        const QByteArray common = fields({{20, 2},
+                                          {quint64(e.method) << 16, 4},
+                                          {0x00210000, 4},
+                                          {e.crc, 4},
+                                          {quint64(e.data.size()), 4},
+                                          {e.size, 4},
+                                          {quint64(e.name.size()), 2}});
+        // Made by Unix; then extra, comment, disk, internal and external attributes, offset.
+        directory +=
+            fields({{0x031E02014b50, 6}}) + common +
+            fields(
+                {{quint64(e.extra.size()), 2}, {0, 6}, {e.external, 4}, {quint64(out.size()), 4}}) +
+            e.name + e.extra;
+        out += fields({{0x04034b50, 4}}) + common + fields({{0, 2}}) + e.name + e.data;
     }
-    const qsizetype directoryOffset = out.size();
-    out.append(directory);
-    put(out, 0x06054b50, 8); // signature, disk numbers
-    put(out, entries.size() * 0x10001u, 4);
-    put(out, directory.size(), 4);
-    put(out, directoryOffset, 6); // and no comment
-    return out;
+    return out + directory +
+           fields({{0x06054b50, 8},
+                   {quint64(entries.size()) * 0x10001u, 4},
+                   {quint64(directory.size()), 4},
+                   {quint64(out.size()), 6}}); // no comment
 }
 
 } // namespace
@@ -394,9 +391,9 @@ private slots:
         // libzip takes a Unicode Path field's name over the name field when it
         // carries the latter's CRC: that name is judged too.
         Entry unicodePath = stored("plain.ini", "x");
-        put(unicodePath.extra, 0x7075 | (13u << 16) | (1ull << 32), 5); // id, size, version
-        put(unicodePath.extra, crc32Of("plain.ini"), 4);
-        unicodePath.extra += "up\nx.ini";
+        unicodePath.extra = fields({{0x7075 | (13u << 16) | (1ull << 32), 5}, // id, size, version
+                                    {crc32Of("plain.ini"), 4}}) +
+                            "up\nx.ini";
         row("LF in Unicode Path", with({unicodePath}), "\"up\\x0Ax.ini\": nombre");
         row("symlink entry", with({{.name = "ln", .data = "/etc", .external = 0120777u << 16}}),
             "enlace simbólico");
