@@ -120,16 +120,15 @@ private slots:
                                     u"1234567|Error (1234567) not defined."
                                     u"|SpecialFolders.GetFolderLocation"_s,
                                     u"2|"_s + notFound + u"Initialize"_s}));
-        QVERIFY(folders.Desktop.isEmpty() && folders.StartMenuPrograms.isEmpty());
-        QCOMPARE(folders.CommonStartMenuPrograms, u"/menus/23"_s);
-        QCOMPARE(folders.WindowsTemporary, u"/sys"_s);
-        QVERIFY(folders.WindowsSystem.isEmpty());
+        // The refused ones empty, the others found.
+        QCOMPARE(folders.Desktop + folders.StartMenuPrograms + folders.WindowsSystem + u'|' +
+                     folders.CommonStartMenuPrograms + folders.WindowsTemporary,
+                 u"|/menus/23/sys"_s);
 
         QVERIFY(!folders.Win_CreateShortCutSTKit(u"Sendaro"_s, u"/p/a"_s, {}, u"A"_s, false, true));
-        QVERIFY(shell.links.empty());
         shell.writes = false;
         QVERIFY(!folders.Win_CreateShortCutSTKit(u"Sendaro"_s, u"/p/a"_s, {}, u"A"_s, true, true));
-        QCOMPARE(shell.links.size(), size_t(1));
+        QCOMPARE(shell.links.size(), size_t(1)); // the first wrote nothing
     }
 };
 
