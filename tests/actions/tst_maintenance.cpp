@@ -86,55 +86,44 @@ private slots:
     // A fetch replaces the file only with a whole one of two bytes or more;
     // a file already there is asked about first unless told to overwrite,
     // and comes back when its replacement does not arrive whole.
-    void aDownloadReplacesOnlyWithAWholeFile_data()
-    {
-        QTest::addColumn<QByteArray>("before"); // null: no file there
-        QTest::addColumn<bool>("overwrite");
-        QTest::addColumn<bool>("yes");
-        QTest::addColumn<QByteArray>("body");
-        QTest::addColumn<bool>("whole");
-        QTest::addColumn<QByteArray>("after"); // null: no file
-        const QByteArray none, old = "vieja", zip = "PK-archivo";
-        QTest::newRow("a file") << none << true << false << zip << true << zip;
-        QTest::newRow("one byte: nothing") << none << true << false << "x"_ba << true << none;
-        QTest::newRow("two bytes: a file") << none << true << false << "OK"_ba << true << "OK"_ba;
-        QTest::newRow("short of its length") << none << true << false << zip << false << none;
-        QTest::newRow("there, yes, whole") << old << false << true << zip << true << zip;
-        QTest::newRow("there, yes, cut short") << old << false << true << zip << false << old;
-        QTest::newRow("there, no") << old << false << false << zip << true << old;
-        QTest::newRow("there, overwrite: not asked") << old << true << false << zip << true << zip;
-    }
     void aDownloadReplacesOnlyWithAWholeFile()
     {
-        QFETCH(QByteArray, before);
-        QFETCH(bool, overwrite);
-        QFETCH(bool, yes);
-        QFETCH(QByteArray, after);
-        Fixture f;
-        f.boxes.answers = {yes ? platform::Answer::Yes : platform::Answer::No};
-        QFETCH(QByteArray, body);
-        f.transfer.body = body;
-        QFETCH(bool, whole);
-        f.transfer.whole = whole;
-        const QString local = f.path(u"Instalables/lista.txt"_s);
-        if (!before.isNull())
-            QVERIFY(test::writeBytes(local, before));
-        // An ended transfer is a success whatever it brought.
-        QVERIFY(f.downloads.DownloadAndRun(u"lista.txt"_s, {}, u"ox"_s, overwrite, true, true));
-        const bool asked = !before.isNull() && !overwrite;
-        QCOMPARE(f.boxes.asked.size(), size_t(asked));
-        if (asked)
-            QCOMPARE(f.boxes.asked[0].defaultButton, platform::DefaultButton::Second);
-        const bool fetched = !asked || yes;
-        QCOMPARE(f.transfer.reads, fetched ? QStringList{u"lista.txt|http://"_s + f.home.host() +
+        const QByteArray none, old = "vieja", zip = "PK-archivo";
+        // Before (null: no file), overwrite, answer yes, body, whole, after (null: no file).
+        for (const auto &[before, overwrite, yes, body, whole, after] :
+             {std::tuple{none, true, false, zip, true, zip},
+              {none, true, false, "x"_ba, true, none}, // one byte: nothing
+              {none, true, false, "OK"_ba, true, "OK"_ba},
+              {none, true, false, zip, false, none}, // short of its length
+              {old, false, true, zip, true, zip},
+              {old, false, true, zip, false, old},
+              {old, false, false, zip, true, old},
+              {old, true, false, zip, true, zip}}) { // overwrite: not asked
+            Fixture f;
+            f.boxes.answers = {yes ? platform::Answer::Yes : platform::Answer::No};
+            f.transfer.body = body;
+            f.transfer.whole = whole;
+            const QString local = f.path(u"Instalables/lista.txt"_s);
+            if (!before.isNull())
+                QVERIFY(test::writeBytes(local, before));
+            // An ended transfer is a success whatever it brought.
+            QVERIFY(f.downloads.DownloadAndRun(u"lista.txt"_s, {}, u"ox"_s, overwrite, true, true));
+            const bool asked = !before.isNull() && !overwrite;
+            QCOMPARE(f.boxes.asked.size(), size_t(asked));
+            if (asked)
+                QCOMPARE(f.boxes.asked[0].defaultButton, platform::DefaultButton::Second);
+            const bool fetched = !asked || yes;
+            QCOMPARE(f.transfer.reads, fetched
+                                           ? QStringList{u"lista.txt|http://"_s + f.home.host() +
                                                          u"/ox/lista.txt|1|"_s + local}
                                            : QStringList());
-        if (fetched)
-            QCOMPARE(f.status.captions.last(), u"%1/%1"_s.arg(body.size()));
-        QCOMPARE(test::readBytes(local), after);
-        // Nothing else is left: no part file, nothing set aside.
-        QCOMPARE(f.instalables(), after.isNull() ? QStringList() : QStringList{u"lista.txt"_s});
-        QCOMPARE(f.cmdAccion, (QList<bool>{false, true}));
+            if (fetched)
+                QCOMPARE(f.status.captions.last(), u"%1/%1"_s.arg(body.size()));
+            QCOMPARE(test::readBytes(local), after);
+            // Nothing else is left: no part file, nothing set aside.
+            QCOMPARE(f.instalables(), after.isNull() ? QStringList() : QStringList{u"lista.txt"_s});
+            QCOMPARE(f.cmdAccion, (QList<bool>{false, true}));
+        }
         QCOMPARE(Downloads::serverPathForUrl(u"/a/ñ mi v1.2"_s), u"/a/%F1%20mi%20v1%2E2/"_s);
     }
 
