@@ -130,51 +130,41 @@ private slots:
     // Up to five bytes of body mean "nothing to do"; replies above 512 bytes
     // arrive through a spool, the others in memory. Names that would reach
     // outside the program folder are refused before anything is asked.
-    void oneFileOfAnUpdate_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QByteArray>("served"); // the whole reply
-        QTest::addColumn<bool>("result");
-        QTest::addColumn<QByteArray>("after"); // the local file afterwards
-        const QString tool = u"bin\\Tool.exe"_s;
-        const QByteArray ok = "HTTP/1.0 200 OK\r\n", old = "viejo", thousand(1000, 'n');
-        QTest::newRow("five bytes: nothing") << tool << ok + "\r\n12345" << true << old;
-        QTest::newRow("six bytes, no length") << tool << ok + "\r\n123456" << true << "123456"_ba;
-        QTest::newRow("length as announced")
-            << tool << ok + "content-length: 1000\r\n\r\n" + thousand << true << thousand;
-        QTest::newRow("fewer bytes than announced")
-            << tool << ok + "Content-Length: 1200\r\n\r\n" + thousand << false << old;
-        QTest::newRow("no empty line") << tool << ok + thousand << true << old;
-        for (const QString &outside : {u"\\Windows\\x.dll"_s, u"C:x.dll"_s, u"bin/../../x"_s,
-                                       u"bin\\Tool.exe\0.txt"_s, u"a\x7F.txt"_s})
-            QTest::addRow("outside: %s", qPrintable(outside))
-                << outside << ok + "\r\n123456" << false << old;
-    }
     void oneFileOfAnUpdate()
     {
-        QFETCH(QString, name);
-        QFETCH(QByteArray, served);
-        QFETCH(QByteArray, after);
-        Fixture f;
-        f.home.route("/", Answer::reply(served));
-        QDir(f.folder.path()).mkdir(u"bin"_s);
-        const QString local = f.path(u"bin/Tool.exe"_s);
-        QVERIFY(test::writeBytes(local, "viejo"));
-        QFile::setPermissions(local, QFile::permissions(local) | QFile::ExeOwner);
-        QTEST(OnlineUpdate(f.c).UpdateIfIsPossible(u"Grúa Sur"_s, u"PC-1"_s, u"Ox"_s, name),
-              "result");
-        QCOMPARE(test::readBytes(local), after);
-        QVERIFY(QFileInfo(local).isExecutable()); // a replaced program still runs
-        // Its own key order, every value escaped, the version of the file here.
-        QCOMPARE(f.home.requestLines(),
-                 name != u"bin\\Tool.exe"_s
-                     ? QByteArrayList()
-                     : QByteArrayList{"GET /ox/updategetfile.cgi?empresa=Gr%FAa+Sur&group=Ox&"
-                                      "pcname=PC%2D1&filename=bin%5CTool%2Eexe&version=0%2E0%2E0%"
-                                      "2E0 HTTP/1.0"});
-        QCOMPARE(f.cmdAccion, (QList<bool>{false, true}));
-        QCOMPARE(f.instalables() + QDir(f.path(u"bin"_s)).entryList(QDir::Files | QDir::Hidden),
-                 QStringList{u"Tool.exe"_s});
+        const QString tool = u"bin\\Tool.exe"_s;
+        const QByteArray ok = "HTTP/1.0 200 OK\r\n", old = "viejo", thousand(1000, 'n');
+        // Name, the whole reply, the result, the local file afterwards.
+        QList<std::tuple<QString, QByteArray, bool, QByteArray>> rows{
+            {tool, ok + "\r\n12345", true, old}, // five bytes: nothing to do
+            {tool, ok + "\r\n123456", true, "123456"_ba},
+            {tool, ok + "content-length: 1000\r\n\r\n" + thousand, true, thousand},
+            {tool, ok + "Content-Length: 1200\r\n\r\n" + thousand, false, old},
+            {tool, ok + thousand, true, old}}; // no empty line
+        for (const QString &outside : {u"\\Windows\\x.dll"_s, u"C:x.dll"_s, u"bin/../../x"_s,
+                                       u"bin\\Tool.exe\0.txt"_s, u"a\x7F.txt"_s})
+            rows.append({outside, ok + "\r\n123456", false, old});
+        for (const auto &[name, served, result, after] : rows) {
+            Fixture f;
+            f.home.route("/", Answer::reply(served));
+            QDir(f.folder.path()).mkdir(u"bin"_s);
+            const QString local = f.path(u"bin/Tool.exe"_s);
+            QVERIFY(test::writeBytes(local, "viejo"));
+            QFile::setPermissions(local, QFile::permissions(local) | QFile::ExeOwner);
+            QCOMPARE(OnlineUpdate(f.c).UpdateIfIsPossible(u"Grúa Sur"_s, u"PC-1"_s, u"Ox"_s, name),
+                     result);
+            QCOMPARE(test::readBytes(local), after);
+            QVERIFY(QFileInfo(local).isExecutable()); // a replaced program still runs
+            // Its own key order, every value escaped, the version of the file here.
+            QCOMPARE(f.home.requestLines(),
+                     name != tool ? QByteArrayList()
+                                  : QByteArrayList{"GET /ox/updategetfile.cgi?empresa=Gr%FAa+Sur&"
+                                                   "group=Ox&pcname=PC%2D1&filename=bin%5CTool%"
+                                                   "2Eexe&version=0%2E0%2E0%2E0 HTTP/1.0"});
+            QCOMPARE(f.cmdAccion, (QList<bool>{false, true}));
+            QCOMPARE(f.instalables() + QDir(f.path(u"bin"_s)).entryList(QDir::Files | QDir::Hidden),
+                     QStringList{u"Tool.exe"_s});
+        }
     }
 
     // The module key asked for (blank or cancelled: the general one), the
