@@ -169,132 +169,110 @@ private slots:
 
     // The module key asked for (blank or cancelled: the general one), the
     // scan off meanwhile, and the list read up to its first empty line.
-    void theUpdateChecksTheListUpToItsFirstEmptyLine_data()
-    {
-        QTest::addColumn<std::optional<QString>>("typed");
-        QTest::addColumn<QByteArray>("group");
-        QTest::newRow("a key") << std::optional(u"Gestión"_s) << "Gesti%F3n"_ba;
-        QTest::newRow("blank") << std::optional(QString()) << "Ox"_ba;
-        QTest::newRow("cancelled") << std::optional<QString>() << "Ox"_ba;
-    }
     void theUpdateChecksTheListUpToItsFirstEmptyLine()
     {
-        QFETCH(std::optional<QString>, typed);
-        QFETCH(QByteArray, group);
-        Fixture f;
-        f.boxes.inputs = {typed};
-        f.home.route("/ox/updatelistfiles.cgi", Answer::ok("uno.exe\r\n\r\ndos.exe\r\n.END.\r\n"));
-        f.home.route("/ox/updategetfile.cgi", Answer::ok("OK"));
-        QList<bool> timerDuring;
-        f.home.onRequest = [&](const QByteArray &) { timerDuring << f.timer; };
-        OnlineUpdate(f.c).run(u"Empresa"_s, u"PC"_s);
-        QCOMPARE(timerDuring, (QList<bool>{false, false}));
-        // The list, then only the first file.
-        QCOMPARE(
-            f.home.requestLines(),
-            (QByteArrayList{"GET /ox/updatelistfiles.cgi?empresa=Empresa&pcname=PC&group=" + group +
-                                " HTTP/1.0",
-                            "GET /ox/updategetfile.cgi?empresa=Empresa&group=" + group +
-                                "&pcname=PC&filename=uno%2Eexe&version=0%2E0%2E0%2E0 HTTP/1.0"}));
-        QCOMPARE(f.avance,
-                 (QStringList{u"..."_s, u"Chequeando uno.exe"_s, u"Actualización finalizada!"_s}));
-        // Asked once; told before and after.
-        QCOMPARE(f.boxes.inputsAsked.size() + f.boxes.messages().size(), size_t(3));
-        QVERIFY(f.timer); // the update turns the scan back on itself
+        for (const auto &[typed, group] : {std::pair{std::optional(u"Gestión"_s), "Gesti%F3n"_ba},
+                                           {std::optional(QString()), "Ox"_ba},
+                                           {std::optional<QString>(), "Ox"_ba}}) {
+            Fixture f;
+            f.boxes.inputs = {typed};
+            f.home.route("/ox/updatelistfiles.cgi",
+                         Answer::ok("uno.exe\r\n\r\ndos.exe\r\n.END.\r\n"));
+            f.home.route("/ox/updategetfile.cgi", Answer::ok("OK"));
+            QList<bool> timerDuring;
+            f.home.onRequest = [&](const QByteArray &) { timerDuring << f.timer; };
+            OnlineUpdate(f.c).run(u"Empresa"_s, u"PC"_s);
+            QCOMPARE(timerDuring, (QList<bool>{false, false}));
+            // The list, then only the first file.
+            QCOMPARE(f.home.requestLines(),
+                     (QByteArrayList{
+                         "GET /ox/updatelistfiles.cgi?empresa=Empresa&pcname=PC&group=" + group +
+                             " HTTP/1.0",
+                         "GET /ox/updategetfile.cgi?empresa=Empresa&group=" + group +
+                             "&pcname=PC&filename=uno%2Eexe&version=0%2E0%2E0%2E0 HTTP/1.0"}));
+            QCOMPARE(f.avance, (QStringList{u"..."_s, u"Chequeando uno.exe"_s,
+                                            u"Actualización finalizada!"_s}));
+            // Asked once; told before and after.
+            QCOMPARE(f.boxes.inputsAsked.size() + f.boxes.messages().size(), size_t(3));
+            QVERIFY(f.timer); // the update turns the scan back on itself
+        }
     }
 
     // The archive travels in the query of a GET; a server that refuses that
     // request line gets the same fields once more as a POST's body.
-    void saveSendsTheArchive_data()
+    void saveSendsTheArchive()
     {
-        QTest::addColumn<QByteArray>("getAnswer");  // empty: no answer at all
-        QTest::addColumn<QByteArray>("postAnswer"); // null: no POST may come
-        QTest::addColumn<bool>("taken");
-        const QByteArray ok = "HTTP/1.0 200 OK\r\n\r\nR:OK\r\n.END.\r\n";
+        const QByteArray ok = "HTTP/1.0 200 OK\r\n\r\nR:OK\r\n.END.\r\n", none;
         const auto refused = [](int status) -> QByteArray {
             return "HTTP/1.0 " + QByteArray::number(status) + " No\r\n\r\n";
         };
-        const QByteArray none;
-        QTest::newRow("taken") << ok << none << true;
-        QTest::newRow("lower case") << "HTTP/1.0 200 OK\r\n\r\nr:ok\r\n"_ba << none << false;
-        QTest::newRow("no answer") << ""_ba << none << false;
-        QTest::newRow("server error: no POST") << refused(500) << none << false;
+        // The GET's answer (empty: none at all), the POST's (null: no POST may come), taken.
+        QList<std::tuple<QByteArray, QByteArray, bool>> rows{
+            {ok, none, true},
+            {"HTTP/1.0 200 OK\r\n\r\nr:ok\r\n"_ba, none, false}, // letter case counts
+            {""_ba, none, false},
+            {refused(500), none, false}, // a server error: no POST
+            {refused(414), refused(413), false}};
         for (const int status : {400, 413, 414, 431})
-            QTest::addRow("%d, then POST taken", status) << refused(status) << ok << true;
-        QTest::newRow("POST refused too") << refused(414) << refused(413) << false;
-    }
-    void saveSendsTheArchive()
-    {
-        QFETCH(QByteArray, getAnswer);
-        QFETCH(QByteArray, postAnswer);
-        QFETCH(bool, taken);
-        Fixture f;
-        f.home.route("GET /ox/uploadconfiguration.cgi",
-                     getAnswer.isEmpty() ? Answer().close() : Answer::reply(getAnswer));
-        f.home.route("POST /ox/uploadconfiguration.cgi", Answer::reply(postAnswer));
-        QVERIFY(test::writeBytes(f.path(u"Instalables/Configuracion.zip"_s), "la de ayer"));
-        // The archive the tool builds: bytes of every kind.
-        f.writeTool("printf 'PK\\003\\004 A\\361o-.\\n' > \"$3\"\n");
-        ConfigurationBackup(f.c, f.downloads).save(u"Grúa Sur"_s, u"PC-1"_s);
-        QCOMPARE(f.toolArgs(), (QStringList{u"-add"_s, u"-directories=relative"_s,
-                                            f.native(u"Instalables/Configuracion.zip"_s),
-                                            f.native(u"*.ini"_s), f.native(u"*.dbs"_s)}));
-        const QByteArray fields = "empresa=Gr%FAa+Sur&pcname=PC%2D1&filename=Configuracion.zip"
-                                  "&content=PK%03%04+A%F1o%2D%2E%0A";
-        QByteArrayList lines{"GET /ox/uploadconfiguration.cgi?" + fields + " HTTP/1.0"};
-        if (!postAnswer.isNull()) {
-            lines << "POST /ox/uploadconfiguration.cgi HTTP/1.0";
-            QVERIFY(f.home.requests.value(1).endsWith(
-                QByteArray("Content-Length: " + QByteArray::number(fields.size()) +
-                           "\r\nConnection: Keep-Alive\r\n\r\n" + fields)));
+            rows.append({refused(status), ok, true});
+        for (const auto &[getAnswer, postAnswer, taken] : rows) {
+            Fixture f;
+            f.home.route("GET /ox/uploadconfiguration.cgi",
+                         getAnswer.isEmpty() ? Answer().close() : Answer::reply(getAnswer));
+            f.home.route("POST /ox/uploadconfiguration.cgi", Answer::reply(postAnswer));
+            QVERIFY(test::writeBytes(f.path(u"Instalables/Configuracion.zip"_s), "la de ayer"));
+            // The archive the tool builds: bytes of every kind.
+            f.writeTool("printf 'PK\\003\\004 A\\361o-.\\n' > \"$3\"\n");
+            ConfigurationBackup(f.c, f.downloads).save(u"Grúa Sur"_s, u"PC-1"_s);
+            QCOMPARE(f.toolArgs(), (QStringList{u"-add"_s, u"-directories=relative"_s,
+                                                f.native(u"Instalables/Configuracion.zip"_s),
+                                                f.native(u"*.ini"_s), f.native(u"*.dbs"_s)}));
+            const QByteArray fields = "empresa=Gr%FAa+Sur&pcname=PC%2D1&filename=Configuracion.zip"
+                                      "&content=PK%03%04+A%F1o%2D%2E%0A";
+            QByteArrayList lines{"GET /ox/uploadconfiguration.cgi?" + fields + " HTTP/1.0"};
+            if (!postAnswer.isNull()) {
+                lines << "POST /ox/uploadconfiguration.cgi HTTP/1.0";
+                QVERIFY(f.home.requests.value(1).endsWith(
+                    QByteArray("Content-Length: " + QByteArray::number(fields.size()) +
+                               "\r\nConnection: Keep-Alive\r\n\r\n" + fields)));
+            }
+            QCOMPARE(f.home.requestLines(), lines);
+            QCOMPARE(f.avance.last(), taken ? u"Backup correcto!."_s : u"Backup fallido."_s);
+            QCOMPARE(f.boxes.asked.size(), size_t(taken ? 0 : 1)); // a failure is told
         }
-        QCOMPARE(f.home.requestLines(), lines);
-        QCOMPARE(f.avance.last(), taken ? u"Backup correcto!."_s : u"Backup fallido."_s);
-        QCOMPARE(f.boxes.asked.size(), size_t(taken ? 0 : 1)); // a failure is told
     }
 
     // Only the exact texts run an action, with the scan off meanwhile and as
     // it was afterwards. Save is the row that reaches the server: with the
     // company from Orvex.ini, the INI file in use before in use again after.
-    void theDispatcherComparesExactTexts_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<bool>("timerBefore");
-        QTest::addColumn<int>("shortcuts");
-        QTest::addColumn<QString>("caption"); // null: the label is not touched
-        const QString line(43, u'-');
-        QTest::newRow("separator, timer off") << line << false << 0 << QString();
-        QTest::newRow("restore") << u"Recuperar configuración por Internet"_s << true << 0
-                                 << u"Instalacion finalizada!."_s;
-        QTest::newRow("save history")
-            << u"Guardar histórico de casos por Internet"_s << true << 0 << QString();
-        QTest::newRow("shortcuts") << u"Crear accesos directos"_s << true << 1 << QString();
-        QTest::newRow("other letter case") << u"crear accesos directos"_s << true << 0 << QString();
-        QTest::newRow("save") << u"Guardar configuración por Internet"_s << false << 0
-                              << u"Backup correcto!."_s;
-    }
     void theDispatcherComparesExactTexts()
     {
-        QFETCH(QString, text);
-        QFETCH(bool, timerBefore);
-        QFETCH(int, shortcuts);
-        Fixture f;
-        f.home.route("/", Answer::ok("R:OK"));
-        f.writeTool("exit 0\n");
-        QVERIFY(test::writeBytes(f.path(u"Orvex.ini"_s), "[Registracion]\r\nEmpresa=Gr\xFA"
-                                                         "a Sur\r\n"));
-        QVERIFY(test::writeBytes(f.path(u"otro.ini"_s), "[A]\r\nk=v\r\n"));
-        f.adds.INI_SetFileName(f.path(u"otro.ini"_s));
-        f.timer = timerBefore;
-        QList<bool> timerDuring;
-        f.c.createShortcuts = [&] { timerDuring << f.timer; };
-        MaintenanceDispatcher(f.c, f.downloads).dispatch(text);
-        QCOMPARE(f.timer, timerBefore);
-        QCOMPARE(timerDuring, QList<bool>(shortcuts, false));
-        QTEST(f.avance.value(f.avance.size() - 1), "caption");
-        if (!f.home.requests.isEmpty())
-            QVERIFY(f.home.requests[0].contains("?empresa=Gr%FAa+Sur&pcname="));
-        QCOMPARE(f.adds.INI_GetString(u"A"_s, u"k"_s, u"-"_s), u"v"_s);
+        // The text, the timer before, shortcuts made, the last caption (null: untouched).
+        for (const auto &[text, timerBefore, shortcuts, caption] :
+             {std::tuple{QString(43, u'-'), false, 0, QString()},
+              {u"Recuperar configuración por Internet"_s, true, 0, u"Instalacion finalizada!."_s},
+              {u"Guardar histórico de casos por Internet"_s, true, 0, QString()},
+              {u"Crear accesos directos"_s, true, 1, QString()},
+              {u"crear accesos directos"_s, true, 0, QString()},
+              {u"Guardar configuración por Internet"_s, false, 0, u"Backup correcto!."_s}}) {
+            Fixture f;
+            f.home.route("/", Answer::ok("R:OK"));
+            f.writeTool("exit 0\n");
+            QVERIFY(test::writeBytes(f.path(u"Orvex.ini"_s), "[Registracion]\r\nEmpresa=Gr\xFA"
+                                                             "a Sur\r\n"));
+            QVERIFY(test::writeBytes(f.path(u"otro.ini"_s), "[A]\r\nk=v\r\n"));
+            f.adds.INI_SetFileName(f.path(u"otro.ini"_s));
+            f.timer = timerBefore;
+            QList<bool> timerDuring;
+            f.c.createShortcuts = [&] { timerDuring << f.timer; };
+            MaintenanceDispatcher(f.c, f.downloads).dispatch(text);
+            QCOMPARE(f.timer, timerBefore);
+            QCOMPARE(timerDuring, QList<bool>(shortcuts, false));
+            QCOMPARE(f.avance.value(f.avance.size() - 1), caption);
+            if (!f.home.requests.isEmpty())
+                QVERIFY(f.home.requests[0].contains("?empresa=Gr%FAa+Sur&pcname="));
+            QCOMPARE(f.adds.INI_GetString(u"A"_s, u"k"_s, u"-"_s), u"v"_s);
+        }
     }
 
     // "Realizar" pressed while a keep-alive holds the socket: the save waits
