@@ -64,31 +64,25 @@ class TestSpecialFolders : public QObject
 private slots:
     // Which menu takes the shortcut: Programs or the Start menu, the
     // machine's or the user's.
-    void theBaseFolderFollowsTheFlags_data()
-    {
-        QTest::addColumn<QString>("flags"); // all users, in Programs, platform 1, not writable
-        QTest::addColumn<QString>("link");
-        // "1": the consumer family; "-": the machine's menus are not writable.
-        for (const QString &row :
-             u"AP=23 all|P=2 user|A=22 all|=11 user|AP1=2 user|A-=11 user"_s.split(u'|'))
-            QTest::newRow(qPrintable(row)) << row.section(u'=', 0, 0) << row.section(u'=', 1);
-    }
     void theBaseFolderFollowsTheFlags()
     {
-        QFETCH(QString, flags);
-        RecordingShell shell;
-        shell.platformId = flags.contains(u'1') ? 1 : 2;
-        shell.machineWide = !flags.contains(u'-');
-        SpecialFolders folders(shell);
-        QVERIFY(folders.Win_CreateShortCutSTKit(u"Sendaro"_s, u"/p/Orvex.exe"_s, u"-x"_s,
-                                                u"Orvex"_s, flags.contains(u'A'),
-                                                flags.contains(u'P')));
-        QFETCH(QString, link);
-        const std::string menu = link.section(u' ', 0, 0).toStdString();
-        QCOMPARE(shell.groups,
-                 std::vector<std::string>{".\\Sendaro " + link.section(u' ', 1).toStdString()});
-        QCOMPARE(shell.links,
-                 std::vector<std::string>{"/menus/" + menu + "/group|Orvex|/p/Orvex.exe|-x"});
+        // All users, in Programs, "1": the consumer family, "-": the machine's not writable.
+        for (const QString &row :
+             u"AP=23 all|P=2 user|A=22 all|=11 user|AP1=2 user|A-=11 user"_s.split(u'|')) {
+            const QString flags = row.section(u'=', 0, 0), link = row.section(u'=', 1);
+            RecordingShell shell;
+            shell.platformId = flags.contains(u'1') ? 1 : 2;
+            shell.machineWide = !flags.contains(u'-');
+            SpecialFolders folders(shell);
+            QVERIFY(folders.Win_CreateShortCutSTKit(u"Sendaro"_s, u"/p/Orvex.exe"_s, u"-x"_s,
+                                                    u"Orvex"_s, flags.contains(u'A'),
+                                                    flags.contains(u'P')));
+            const std::string menu = link.section(u' ', 0, 0).toStdString();
+            QCOMPARE(shell.groups,
+                     std::vector<std::string>{".\\Sendaro " + link.section(u' ', 1).toStdString()});
+            QCOMPARE(shell.links,
+                     std::vector<std::string>{"/menus/" + menu + "/group|Orvex|/p/Orvex.exe|-x"});
+        }
     }
 
     // The toolkit's rule looks at the second character, not the first.

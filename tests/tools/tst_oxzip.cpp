@@ -249,10 +249,8 @@ private slots:
         QCOMPARE(owner(u"/sub dir/uno.ini"_s), QFile::ExeOwner); // the archive's
 
         REQUIRE_TOOL(u"unzip"_s);
-        const Outcome tested = runProgram(u"unzip"_s, {u"-t"_s, archive});
-        QVERIFY2(tested.status == 0 && tested.out.contains("No errors detected") &&
-                     !tested.out.toLower().contains("warning"),
-                 tested.out.constData());
+        const Outcome tested = runProgram(u"unzip"_s, {u"-tq"_s, archive}); // 1: warnings
+        QVERIFY2(tested.status == 0, tested.out.constData());
     }
 
     // A wildcard matches no folder, and the archive never takes in itself:
