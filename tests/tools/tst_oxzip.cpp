@@ -253,18 +253,6 @@ private slots:
         QVERIFY2(tested.status == 0, tested.out.constData());
     }
 
-    // A wildcard matches no folder, and the archive never takes in itself:
-    // nothing is left, and that still makes a valid archive.
-    void addsNothingButAValidArchive()
-    {
-        QTemporaryDir dir;
-        const QString archive = dir.filePath(u"vacío.zip"_s), out = dir.filePath(u"out"_s);
-        QVERIFY(QDir().mkpath(dir.filePath(u"sub"_s)) && writeBytes(archive, "old"));
-        QCOMPARE(add(archive, {dir.filePath(u"*"_s)}).status, 0);
-        QCOMPARE(extract(archive, out).status, 0);
-        QCOMPARE(treeOf(out), Tree{});
-    }
-
     // Failing half way leaves what was there: a source that vanished between
     // the listing and the writing keeps the old archive whole; a file that
     // cannot replace what is there (a folder) puts back the one already
