@@ -28,13 +28,10 @@ Entry readEntry(const QString &path)
     return keys;
 }
 
-// An Exec value back to the program and its arguments.
-QStringList execArguments(const QString &value)
+// An Exec value as a launcher runs it: the program and its arguments.
+std::vector<std::string> execOf(const QString &value)
 {
-    QStringList args;
-    for (const std::string &a : platform::desktopExecArguments(value.toStdString()))
-        args << QString::fromStdString(a);
-    return args;
+    return platform::desktopExecArguments(value.toStdString());
 }
 
 QStringList entriesIn(const QString &folder)
@@ -49,30 +46,6 @@ class TestShortcutsLinux : public QObject
     Q_OBJECT
 
 private slots:
-    // Byte-exact, and read back through the file's string escapes.
-    void execLinesQuoteByTheDesktopRules_data()
-    {
-        QTest::addColumn<QString>("argument");
-        QTest::addColumn<QString>("quoted");
-        QTest::newRow("plain, accents") << u"/opt/Año/orvex"_s << u"/opt/Año/orvex"_s;
-        QTest::newRow("blank") << u"/opt/a b"_s << u"\"/opt/a b\""_s;
-        QTest::newRow("quote dollar grave backslash")
-            << u"a\"b$c`d\\e"_s << u"\"a\\\"b\\$c\\`d\\\\e\""_s;
-        QTest::newRow("reserved without escape") << u"a;b&c"_s << u"\"a;b&c\""_s;
-        QTest::newRow("percent") << u"100%"_s << u"100%%"_s;
-        QTest::newRow("empty") << QString() << u"\"\""_s;
-    }
-    void execLinesQuoteByTheDesktopRules()
-    {
-        QFETCH(QString, argument);
-        const std::string quoted = platform::desktopExecArgument(argument.toStdString());
-        QTEST(QString::fromStdString(quoted), "quoted");
-        const std::string value = platform::desktopStringValue(quoted);
-        QCOMPARE(execArguments(QString::fromStdString(value)), QStringList{argument});
-        QCOMPARE(platform::safeFileName("a/b\\c<>:\"|?*y. . "), std::string("a_b_c_______y"));
-        QCOMPARE(platform::safeFileName(".."), std::string("_"));
-    }
-
     // "No" (the default) makes the family's group only, machine-wide (the
     // system's folders are writable here), each entry with its exact keys;
     // "Yes" adds the start-up group. The agent's row is its own program
@@ -82,14 +55,14 @@ private slots:
     {
         QTemporaryDir root;
         const auto path = [&](const QString &p) -> QString { return root.path() + u'/' + p; };
-        for (const auto &[variable, place] : {std::pair{"HOME", "/home"},
-                                              {"XDG_DATA_HOME", "/data"},
-                                              {"XDG_CONFIG_HOME", "/config"},
-                                              {"XDG_DATA_DIRS", "/sysdata:/usr/share"},
-                                              {"XDG_CONFIG_DIRS", "/sysconfig"}})
-            qputenv(variable, QFile::encodeName(root.path()) + place);
-        // The program folder's name needs every kind of quoting.
-        const QString folder = path(u"Mis programas $ \"100%\""_s);
+        for (const QString &set :
+             u"HOME=/home XDG_DATA_HOME=/data XDG_CONFIG_HOME=/config "
+             u"XDG_DATA_DIRS=/sysdata:/usr/share XDG_CONFIG_DIRS=/sysconfig"_s.split(u' '))
+            qputenv(set.section(u'=', 0, 0).toLatin1(),
+                    QFile::encodeName(root.path() + set.section(u'=', 1)));
+        // The program folder's name needs every kind of quoting: the entries must
+        // pass the validator and read back to the same program.
+        const QString folder = path(u"Mis programas $ \"100%\" `a\\b;c&d"_s);
         QDir().mkpath(folder + u"/resources"_s);
         test::writeBytes(folder + u"/resources/orvex.png"_s, "png");
         for (const QString &f :
@@ -101,11 +74,10 @@ private slots:
                 QFile::setPermissions(folder + u'/' + f, QFile::ReadOwner | QFile::ExeOwner);
         }
         test::FakeMessageBoxes boxes;
-        QStringList avance;
         ActionContext c;
         c.boxes = &boxes;
         c.programFolder = folder;
-        c.setLabelAvance = [&](const QString &t) { avance << t; };
+        c.setLabelAvance = [](const QString &) {};
         const QString agent = folder + u"/orvex-agent"_s;
         const auto run = [&](platform::Answer answer) {
             boxes.answers = {answer};
@@ -116,26 +88,21 @@ private slots:
 
         run(platform::Answer::No);
         QCOMPARE(boxes.asked.at(0).defaultButton, platform::DefaultButton::Second);
-        QCOMPARE(avance, (QStringList{u"..."_s, u"Creacion de iconos finalizada!."_s}));
         const QString group = path(u"sysdata/applications/Sendaro"_s);
         QCOMPARE(entriesIn(group).size(), 12);
-        QVERIFY(!QDir(path(u"sysconfig/autostart"_s)).exists());
-        QVERIFY(!QDir(path(u"data/applications"_s)).exists());
+        QVERIFY(!QDir(path(u"sysconfig/autostart"_s)).exists() && !QDir(path(u"data"_s)).exists());
         const Entry orvex = readEntry(group + u"/Orvex.desktop"_s);
-        QCOMPARE(orvex, (Entry{{u"Type"_s, u"Application"_s},
-                               {u"Name"_s, u"Orvex"_s},
-                               {u"Exec"_s, orvex.value(u"Exec"_s)},
-                               {u"Icon"_s, folder + u"/resources/orvex.png"_s},
-                               {u"Terminal"_s, u"false"_s},
-                               {u"Categories"_s, u"Office;"_s}}));
-        QCOMPARE(execArguments(orvex.value(u"Exec"_s)), QStringList{agent});
+        QCOMPARE(QStringList(orvex.keys()).join(u' ') + u' ' + orvex[u"Icon"_s],
+                 u"Categories Exec Icon Name Terminal Type "_s +
+                     QString::fromStdString(platform::desktopStringValue(
+                         QString(folder + u"/resources/orvex.png"_s).toStdString())));
+        const std::vector<std::string> runsTheAgent{agent.toStdString()};
+        QCOMPARE(execOf(orvex[u"Exec"_s]), runsTheAgent);
         // A help file is opened, not run.
         const Entry help = readEntry(group + u"/Ayuda de SendaroGestion.desktop"_s);
-        QCOMPARE(help.value(u"Type"_s), u"Link"_s);
-        QCOMPARE(
-            help.value(u"URL"_s),
-            QUrl::fromLocalFile(folder + u"/SendaroGestion.hlp"_s).toString(QUrl::FullyEncoded));
-        QVERIFY(!help.contains(u"Exec"_s));
+        QCOMPARE(help.value(u"Type"_s) + help.value(u"URL"_s),
+                 u"Link"_s + QUrl::fromLocalFile(folder + u"/SendaroGestion.hlp"_s)
+                                 .toString(QUrl::FullyEncoded));
 
         const QString autostart = path(u"sysconfig/autostart"_s);
         QVERIFY(QDir().mkpath(autostart + u"/SD Sur.desktop"_s));
@@ -145,17 +112,18 @@ private slots:
         QCOMPARE(entriesIn(autostart),
                  (QStringList{u"Orvex.desktop"_s, u"OxExchange.desktop"_s, u"SD Cliente.desktop"_s,
                               u"SD Norte.desktop"_s, u"SendaroGestion.desktop"_s}));
-        QCOMPARE(execArguments(readEntry(autostart + u"/Orvex.desktop"_s)[u"Exec"_s]),
-                 QStringList{agent});
+        QCOMPARE(execOf(readEntry(autostart + u"/Orvex.desktop"_s)[u"Exec"_s]), runsTheAgent);
 
+        QCOMPARE(platform::safeFileName("a/b\\c<>:\"|?*y. . "), std::string("a_b_c_______y"));
+        QCOMPARE(platform::safeFileName(".."), std::string("_"));
         if (QStandardPaths::findExecutable(u"desktop-file-validate"_s).isEmpty())
             QSKIP("desktop-file-validate is not installed (package desktop-file-utils)");
-        for (const QString &name : entriesIn(group)) {
-            QProcess validate;
-            validate.start(u"desktop-file-validate"_s, {group + u'/' + name});
-            QVERIFY(validate.waitForFinished());
-            QVERIFY2(validate.exitCode() == 0 && validate.readAll().isEmpty(), qPrintable(name));
-        }
+        QProcess validate;
+        validate.setWorkingDirectory(group);
+        validate.start(u"desktop-file-validate"_s, entriesIn(group));
+        QVERIFY(validate.waitForFinished());
+        const QByteArray said = validate.readAll();
+        QVERIFY2(validate.exitCode() == 0 && said.isEmpty(), said.constData());
     }
 };
 

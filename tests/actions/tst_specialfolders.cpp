@@ -18,15 +18,14 @@ struct RecordingShell final : platform::ShellFolders
     {
         if (refused.count(id))
             return {Lookup::Outcome::Refused, {}, refused[id]};
-        if (id == noPathId)
-            return {Lookup::Outcome::NoPath, {}, 5};
-        return {Lookup::Outcome::Found, "/menus/" + std::to_string(id), 0};
+        return id == noPathId ? Lookup{Lookup::Outcome::NoPath, {}, 5}
+                              : Lookup{Lookup::Outcome::Found, "/menus/" + std::to_string(id), 0};
     }
     Lookup systemFolder(platform::SystemFolder which) override
     {
-        if (which == platform::SystemFolder::System && systemRefused)
-            return {Lookup::Outcome::Refused, {}, 2};
-        return {Lookup::Outcome::Found, "/sys", 0};
+        return which == platform::SystemFolder::System && systemRefused
+                   ? Lookup{Lookup::Outcome::Refused, {}, 2}
+                   : Lookup{Lookup::Outcome::Found, "/sys", 0};
     }
     platform::SystemVersion version() override { return {4, 10, 1998, platformId, {}}; }
     std::string errorText(std::uint32_t number) override
@@ -65,50 +64,36 @@ class TestSpecialFolders : public QObject
 private slots:
     // Which menu takes the shortcut: Programs or the Start menu, the
     // machine's or the user's.
-    void theBaseFolderFollowsTheFlags_data()
-    {
-        QTest::addColumn<QString>("flags"); // all users, in Programs, platform 1, not writable
-        QTest::addColumn<QString>("link");
-        QTest::newRow("all users, Programs") << u"AP"_s << u"23 all"_s;
-        QTest::newRow("user, Programs") << u"P"_s << u"2 user"_s;
-        QTest::newRow("all users, Start menu") << u"A"_s << u"22 all"_s;
-        QTest::newRow("user, Start menu") << QString() << u"11 user"_s;
-        QTest::newRow("consumer family: user") << u"AP1"_s << u"2 user"_s;
-        QTest::newRow("machine's not writable") << u"A-"_s << u"11 user"_s;
-    }
     void theBaseFolderFollowsTheFlags()
     {
-        QFETCH(QString, flags);
-        RecordingShell shell;
-        shell.platformId = flags.contains(u'1') ? 1 : 2;
-        shell.machineWide = !flags.contains(u'-');
-        SpecialFolders folders(shell);
-        QVERIFY(folders.Win_CreateShortCutSTKit(u"Sendaro"_s, u"/p/Orvex.exe"_s, u"-x"_s,
-                                                u"Orvex"_s, flags.contains(u'A'),
-                                                flags.contains(u'P')));
-        QFETCH(QString, link);
-        const std::string menu = link.section(u' ', 0, 0).toStdString();
-        QCOMPARE(shell.groups,
-                 std::vector<std::string>{".\\Sendaro " + link.section(u' ', 1).toStdString()});
-        QCOMPARE(shell.links,
-                 std::vector<std::string>{"/menus/" + menu + "/group|Orvex|/p/Orvex.exe|-x"});
+        // All users, in Programs, "1": the consumer family, "-": the machine's not writable.
+        for (const QString &row :
+             u"AP=23 all|P=2 user|A=22 all|=11 user|AP1=2 user|A-=11 user"_s.split(u'|')) {
+            const QString flags = row.section(u'=', 0, 0), link = row.section(u'=', 1);
+            RecordingShell shell;
+            shell.platformId = flags.contains(u'1') ? 1 : 2;
+            shell.machineWide = !flags.contains(u'-');
+            SpecialFolders folders(shell);
+            QVERIFY(folders.Win_CreateShortCutSTKit(u"Sendaro"_s, u"/p/Orvex.exe"_s, u"-x"_s,
+                                                    u"Orvex"_s, flags.contains(u'A'),
+                                                    flags.contains(u'P')));
+            const std::string menu = link.section(u' ', 0, 0).toStdString();
+            QCOMPARE(shell.groups,
+                     std::vector<std::string>{".\\Sendaro " + link.section(u' ', 1).toStdString()});
+            QCOMPARE(shell.links,
+                     std::vector<std::string>{"/menus/" + menu + "/group|Orvex|/p/Orvex.exe|-x"});
+        }
     }
 
     // The toolkit's rule looks at the second character, not the first.
-    void groupNamesAreMadeRelative_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("relative");
-        QTest::newRow("plain") << u"Sendaro"_s << u".\\Sendaro"_s;
-        QTest::newRow("dot first") << u".oculto"_s << u".oculto"_s;
-        QTest::newRow("second is a backslash") << u"X\\Y"_s << u".X\\Y"_s;
-        QTest::newRow("first is a backslash") << u"\\Grupo"_s << u".\\\\Grupo"_s;
-        QTest::newRow("empty") << QString() << u".\\"_s;
-    }
     void groupNamesAreMadeRelative()
     {
-        QFETCH(QString, name);
-        QTEST(SpecialFolders::relativeGroupName(name), "relative");
+        for (const auto &[name, relative] : {std::pair{u"Sendaro"_s, u".\\Sendaro"_s},
+                                             {u".oculto"_s, u".oculto"_s},
+                                             {u"X\\Y"_s, u".X\\Y"_s},
+                                             {u"\\Grupo"_s, u".\\\\Grupo"_s},
+                                             {QString(), u".\\"_s}})
+            QCOMPARE(SpecialFolders::relativeGroupName(name), relative);
     }
 
     // Failures become events and empty paths; a missing menu writes nothing.
@@ -129,16 +114,15 @@ private slots:
                                     u"1234567|Error (1234567) not defined."
                                     u"|SpecialFolders.GetFolderLocation"_s,
                                     u"2|"_s + notFound + u"Initialize"_s}));
-        QVERIFY(folders.Desktop.isEmpty() && folders.StartMenuPrograms.isEmpty());
-        QCOMPARE(folders.CommonStartMenuPrograms, u"/menus/23"_s);
-        QCOMPARE(folders.WindowsTemporary, u"/sys"_s);
-        QVERIFY(folders.WindowsSystem.isEmpty());
+        // The refused ones empty, the others found.
+        QCOMPARE(folders.Desktop + folders.StartMenuPrograms + folders.WindowsSystem + u'|' +
+                     folders.CommonStartMenuPrograms + folders.WindowsTemporary,
+                 u"|/menus/23/sys"_s);
 
         QVERIFY(!folders.Win_CreateShortCutSTKit(u"Sendaro"_s, u"/p/a"_s, {}, u"A"_s, false, true));
-        QVERIFY(shell.links.empty());
         shell.writes = false;
         QVERIFY(!folders.Win_CreateShortCutSTKit(u"Sendaro"_s, u"/p/a"_s, {}, u"A"_s, true, true));
-        QCOMPARE(shell.links.size(), size_t(1));
+        QCOMPARE(shell.links.size(), size_t(1)); // the first wrote nothing
     }
 };
 
