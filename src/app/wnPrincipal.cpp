@@ -210,11 +210,10 @@ void wnPrincipal::Form_Unload()
     m_ctx.endProgram();
 }
 
-void wnPrincipal::closeEvent(QCloseEvent *event)
+void wnPrincipal::closeEvent(QCloseEvent *)
 {
     // A close request (the older copy being replaced, the window manager)
-    // ends the agent, as the unload handler does.
-    event->accept();
+    // ends the agent, as the unload handler does; the event comes accepted.
     Form_Unload();
 }
 

@@ -125,8 +125,9 @@ void ReplyScanner::scanLength(QByteArrayView chunk)
     // arrives in two pieces is not mistaken for a shorter number.
     if (!(crBefore && value.startsWith('\n')) && !value.contains("\r\n"))
         return;
-    const qsizetype eol = m_value.indexOf("\r\n");
-    m_contentLength = positiveNumber(eol < 0 ? QByteArrayView(m_value) : m_value.first(eol));
+    // The number ends at the first byte that is no digit, the line's CR at
+    // the latest.
+    m_contentLength = positiveNumber(m_value);
     m_value.clear();
 }
 
