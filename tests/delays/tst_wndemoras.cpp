@@ -108,6 +108,7 @@ private slots:
         b.form->ui().InputDemora->setText(u"05:00"_s);
         remove->click();
         b.select(0);
+        b.form->Lista_Click();
         QCOMPARE(b.rows(), QStringList{u"Grua\t00:00\t"_s});
     }
 

@@ -1,6 +1,9 @@
 #include "platform/SingleInstance.h"
 
+#include <QSignalSpy>
 #include <QTest>
+
+#include <unistd.h>
 
 using namespace orvex::platform;
 using namespace Qt::StringLiterals;
@@ -23,6 +26,25 @@ private slots:
         QCOMPARE(key("", "ana", "luis"), u"orvex-agent-ana"_s);
         QCOMPARE(key("", "", "luis"), u"orvex-agent-luis"_s);
         QCOMPARE(key("k", "ana", "luis"), u"k"_s);
+    }
+
+    // The old copy is asked to close and the new one takes the name over
+    // once it has gone; the old one hears the request.
+    void theNewCopyTakesOverOnceTheOldHasGone()
+    {
+        qputenv("ORVEX_INSTANCE_KEY", "orvex-test-takeover-" + QByteArray::number(getpid()));
+        auto old = createSingleInstance();
+        old->claim();
+        QVERIFY(old->isClaimed());
+        QSignalSpy asked(old.get(), &SingleInstance::closeRequested);
+        auto next = createSingleInstance();
+        QVERIFY(next->anotherIsRunning());
+        QVERIFY(next->askOtherToClose());
+        next->claim();
+        QVERIFY(!next->isClaimed());
+        QTRY_COMPARE(asked.size(), 1);
+        old.reset();
+        QTRY_VERIFY(next->isClaimed());
     }
 };
 

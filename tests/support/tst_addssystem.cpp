@@ -1,3 +1,4 @@
+#include "common/FakeClock.h"
 #include "common/FakeSystem.h"
 #include "support/AddsSystem.h"
 
@@ -78,6 +79,19 @@ private slots:
         sys.Win_RunAppAndWait(Command);
         QVERIFY(!sys.Win_RunApp(Command));
         QCOMPARE(pw.released.size(), size_t(2));
+    }
+
+    // The pause runs on the clock, rounded to milliseconds and bounded; no
+    // time, less or none at all is no pause.
+    void pauseRunsOnTheClock()
+    {
+        test::FakeClock clock;
+        AddsSystem sys({.clock = &clock});
+        const QDateTime start = clock.now();
+        for (double s : {0.3, 0.0015, 0.0, -1.0, std::numeric_limits<double>::quiet_NaN(), 1e10})
+            sys.DateTime_PausaTimer(s);
+        QCOMPARE(clock.pauses, 3);
+        QCOMPARE(start.msecsTo(clock.now()), 302 + qint64(std::numeric_limits<int>::max()));
     }
 };
 

@@ -14,6 +14,36 @@ class tst_Utilities : public QObject
     AddsUtilities m_utils;
 
 private slots:
+    // "A" everywhere, "L" at the start, "T" at the end (on the reversed text,
+    // without reversing the find or the result), "B" both.
+    void translate_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("find");
+        QTest::addColumn<QString>("replacement");
+        QTest::addColumn<QChar>("mode");
+        QTest::addColumn<QString>("result");
+        const QString x = u"xxaxbxx"_s;
+        QTest::newRow("A") << x << u"x"_s << u"-"_s << QChar(u'A') << u"--a-b--"_s;
+        QTest::newRow("L") << x << u"x"_s << QString() << QChar(u'L') << u"axbxx"_s;
+        QTest::newRow("B") << x << u"X"_s << QString() << QChar(u'B') << x;
+        QTest::newRow("T multi") << u"cabab"_s << u"ab"_s << u"12"_s << QChar(u'T') << u"c1212"_s;
+        QTest::newRow("T pair") << u"\U0001F600a\U0001F600"_s << u"\U0001F600"_s << u"-"_s
+                                << QChar(u'T') << u"\U0001F600a-"_s;
+        QTest::newRow("L holds find") << u"aab"_s << u"a"_s << u"aa"_s << QChar(u'L') << u"aaaab"_s;
+        QTest::newRow("bad mode") << x << u"x"_s << u"-"_s << QChar(u'Z') << x;
+    }
+    void translate()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, find);
+        QFETCH(QString, replacement);
+        QFETCH(QChar, mode);
+        QTEST(AddsUtilities::Var_Translate(text, find, replacement, mode, Qt::CaseSensitive),
+              "result");
+        QCOMPARE(AddsUtilities::Var_Reverse(u"a\U0001F600b"_s), u"b\U0001F600a"_s);
+    }
+
     void urlEncode_data()
     {
         QTest::addColumn<QString>("text");

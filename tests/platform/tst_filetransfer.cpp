@@ -1,0 +1,81 @@
+#include "common/LoopbackHttpServer.h"
+#include "platform/FileTransfer.h"
+
+#include <QDir>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace orvex;
+using namespace Qt::StringLiterals;
+using test::Answer;
+
+
+// The real transfer helper: the URL goes out exactly as escaped, the body to
+// a part file beside the target, whole only when all of it came with a
+// success status. One that ends early (the program closing) says nothing and
+// leaves nothing.
+class TestFileTransfer : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void transfer_data()
+    {
+        QTest::addColumn<Answer>("answer");
+        QTest::addColumn<bool>("whole");
+        QTest::addColumn<qint64>("size"); // -1: abandoned while it comes
+        const QByteArray body(200000, 'z');
+        QTest::newRow("announced")
+            << Answer::ok(body, "Content-Length: 200000\r\n") << true << qint64(200000);
+        QTest::newRow("until close") << Answer::ok(body) << true << qint64(200000);
+        QTest::newRow("short") << Answer::ok(body, "Content-Length: 300000\r\n") << false
+                               << qint64(200000);
+        QTest::newRow("not found")
+            << Answer::reply("HTTP/1.0 404 No\r\n\r\nnada") << false << qint64(4);
+        QTest::newRow("not HTTP") << Answer::reply("XTTP 200 OK\r\n\r\nnada") << false << qint64(4);
+        QTest::newRow("nobody there") << Answer() << false << qint64(0);
+        QTest::newRow("abandoned")
+            << Answer().trickle("HTTP/1.0 200 OK\r\n\r\n" + body, 100, 50) << false << qint64(-1);
+    }
+    void transfer()
+    {
+        QFETCH(Answer, answer);
+        QFETCH(qint64, size);
+        test::LoopbackHttpServer http;
+        http.otherwise = answer;
+        quint16 port = http.port();
+        QTcpServer gone;
+        if (answer.steps.isEmpty()) { // a port nobody listens on any more
+            QVERIFY(gone.listen(QHostAddress::LocalHost));
+            port = gone.serverPort();
+            gone.close();
+        }
+        QTemporaryDir folder;
+        auto transfer = platform::createFileTransfer();
+        QSignalSpy progress(transfer.get(), &platform::FileTransfer::FileReadProgress);
+        QSignalSpy complete(transfer.get(), &platform::FileTransfer::FileReadComplete);
+        const QString query = u"/f/x.zip?e=Gr%FAas+del+Sur+S%2EA%2E&p=%7E"_s;
+        transfer->ReadFile(u"x.zip"_s, u"http://127.0.0.1:%1"_s.arg(port) + query, 1,
+                           folder.filePath(u"x.zip"_s));
+        if (size < 0) {
+            QVERIFY(progress.wait(10000));
+            transfer.reset();
+            QVERIFY(complete.isEmpty());
+            QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), QStringList());
+            return;
+        }
+        QVERIFY(complete.wait(10000));
+        QCOMPARE(complete[0][0].toString(), u"x.zip"_s);
+        const QFileInfo part(complete[0][1].toString());
+        QCOMPARE(part.absolutePath(), QFileInfo(folder.path()).absoluteFilePath());
+        QVERIFY(part.fileName().startsWith(u".orvex-"_s));
+        QCOMPARE(part.size(), size);
+        QTEST(complete[0][2].toBool(), "whole");
+        if (!answer.steps.isEmpty())
+            QCOMPARE(http.requestLines(), QByteArrayList{"GET " + query.toLatin1() + " HTTP/1.0"});
+    }
+};
+
+QTEST_GUILESS_MAIN(TestFileTransfer)
+#include "tst_filetransfer.moc"
