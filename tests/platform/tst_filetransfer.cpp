@@ -10,7 +10,6 @@ using namespace orvex;
 using namespace Qt::StringLiterals;
 using test::Answer;
 
-
 // The real transfer helper: the URL goes out exactly as escaped, the body to
 // a part file beside the target, whole only when all of it came with a
 // success status. One that ends early (the program closing) says nothing and
@@ -56,7 +55,8 @@ private slots:
         QSignalSpy progress(transfer.get(), &platform::FileTransfer::FileReadProgress);
         QSignalSpy complete(transfer.get(), &platform::FileTransfer::FileReadComplete);
         const QString query = u"/f/x.zip?e=Gr%FAas+del+Sur+S%2EA%2E&p=%7E"_s;
-        transfer->ReadFile(u"x.zip"_s, u"http://127.0.0.1:%1"_s.arg(port) + query, 1,
+        // Bytes outside printable ASCII go escaped, DEL included.
+        transfer->ReadFile(u"x.zip"_s, u"http://127.0.0.1:%1"_s.arg(port) + query + u"\x7F"_s, 1,
                            folder.filePath(u"x.zip"_s));
         if (size < 0) {
             QVERIFY(progress.wait(10000));
@@ -73,7 +73,8 @@ private slots:
         QCOMPARE(part.size(), size);
         QTEST(complete[0][2].toBool(), "whole");
         if (!answer.steps.isEmpty())
-            QCOMPARE(http.requestLines(), QByteArrayList{"GET " + query.toLatin1() + " HTTP/1.0"});
+            QCOMPARE(http.requestLines(),
+                     QByteArrayList{"GET " + query.toLatin1() + "%7F HTTP/1.0"});
     }
 };
 

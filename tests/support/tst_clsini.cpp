@@ -83,6 +83,9 @@ private slots:
         QCOMPARE(ini.FindSection(u" Spaced "_s), 1);
         for (const QString &none : {u"Spaced"_s, u"Directorio"_s, u"DynIPs"_s, u"[DynIP"_s})
             QCOMPARE(ini.FindSection(none), -1);
+        ini.Clear(); // nothing of the file is left to read or write back
+        QCOMPARE(ini.LineCount(), 0);
+        QCOMPARE(ini.ReadFrom(u"DynIP"_s, u"Url"_s, kDot), kDot);
     }
 
     // Each edit as the file shows it afterwards, byte for byte; 'W' writes

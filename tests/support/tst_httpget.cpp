@@ -98,6 +98,7 @@ private slots:
         QTest::newRow("first one counts")
             << "Content-length: 5\r\nContent-length: 9\r\n"_ba << false << 5;
         QTest::newRow("zero") << status + "Content-length: 0\r\n\r\n" << false << -1;
+        QTest::newRow("one") << status + "Content-length: 1\r\n\r\nx" << false << 1;
         QTest::newRow("beyond 32 bits") << status + "Content-length: 4294967296\r\n" << false << -1;
         QTest::newRow("usual spelling: not this header") << status + "Content-Length: 20\r\n\r\n"
                                                          << false << 0;

@@ -366,6 +366,7 @@ private slots:
             "método de compresión LZMA no soportado");
         row("file then dir", with({stored("x", "file"), stored("x/y", "under")}), clash);
         row("dir then file", with({stored("d/", {}), stored("d", "file")}), clash);
+        row("file then subfolder", with({stored("f", "file"), stored("f/g/", {})}), clash);
         row("file twice", with({stored("a.ini", "1"), stored("./a.ini", "2")}),
             "el archivo \"a.ini\" aparece dos veces");
         row("entry through a link", with({stored("link/evil.ini", "x")}), "fuera de la carpeta");
