@@ -28,6 +28,8 @@ private slots:
         QTest::newRow("announced")
             << Answer::ok(body, "Content-Length: 200000\r\n") << true << qint64(200000);
         QTest::newRow("until close") << Answer::ok(body) << true << qint64(200000);
+        QTest::newRow("empty, left open") // whole once the announced nothing is in
+            << Answer().send("HTTP/1.0 200 OK\r\nContent-Length: 0\r\n\r\n") << true << qint64(0);
         QTest::newRow("short") << Answer::ok(body, "Content-Length: 300000\r\n") << false
                                << qint64(200000);
         QTest::newRow("not found")

@@ -184,6 +184,7 @@ private slots:
               {"a?o", "año", false, true},
               {"*?.ini", "\xB1\xF1.ini", false, true}, // Latin-1 bytes
               {"*.INI", "a.ini", false, false},
+              {"A*", "a.ini", true, true},
               {"Ñ*Z.INI", "ñandúz.ini", true, true}})
             QVERIFY2(wildcardMatch(pattern, name, ignoreCase) == matches, name);
     }
