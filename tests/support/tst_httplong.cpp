@@ -3,6 +3,7 @@
 // (The socket's end of it is in the HTTP tests' reply-end table.)
 #include "support/ReplyRoom.h"
 
+#include <QBuffer>
 #include <QtTest>
 
 using namespace orvex;
@@ -67,6 +68,9 @@ private slots:
             QCOMPARE(reply.size(), total);
             QVERIFY(reply.bytes() == counting(total));
             QVERIFY(reply.mid(total / 2, 70000) == counting(total).mid(total / 2, 70000));
+            QBuffer full; // a write that fails is told, in memory and spooled alike
+            QVERIFY(full.open(QIODevice::ReadOnly));
+            QVERIFY(total == 0 || !reply.writeTo(full, 0));
         }
         QVERIFY(
             QDir(folder.path()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
