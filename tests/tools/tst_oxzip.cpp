@@ -224,9 +224,10 @@ private slots:
             QFile::link(dir.path(), ox + u"/sub dir/up"_s) &&
             QFile::link(dir.path(), ox + u"/atajo"_s) &&
             writeBytes(archive, "an old archive, replaced"));
-        const Outcome saved = add(archive, {ox + u"/*.ini"_s, ox + u"\\*.dbs"_s, ox + u"/*.none"_s,
-                                            ox + u"/sub dir"_s, ox + u"/Orvex.ini"_s,
-                                            ox + u"/vacía"_s, ox + u"/atajo"_s});
+        const Outcome saved =
+            add(archive,
+                {ox + u"/*.ini"_s, ox + u"\\*.dbs"_s, ox + u"/*.none"_s, ox + u"/sub dir"_s,
+                 ox + u"/Orvex.ini"_s, ox + u"/vacía"_s, ox + u"/atajo"_s, ox + u"/falta.ini"_s});
         QCOMPARE(saved.status, 0);
         QCOMPARE(saved.err.count("oxzip: se omite"), 3);
 
