@@ -1,10 +1,7 @@
 #include "common/LoopbackHttpServer.h"
 #include "platform/FileTransfer.h"
 
-#include <QDir>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTest>
+#include <QtTest>
 
 using namespace orvex;
 using namespace Qt::StringLiterals;

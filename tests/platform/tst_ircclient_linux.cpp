@@ -109,16 +109,15 @@ private slots:
         // Out: the code page's bytes, never a CR or LF, a long text cut between words.
         const QString text = u"Grúa en camino"_s.repeated(100).replace(u"oG"_s, u"o G"_s);
         QVERIFY(c->SendPrivMsg(u"sop"_s, u"Año\r\nQUIT"_s) && c->SendPrivMsg(u"sop"_s, text));
-        QByteArrayList texts;
         const auto heardTexts = [&] {
-            texts.clear();
+            QByteArrayList texts;
             for (const QByteArray &line : heard.split('\n'))
                 if (line.contains(" PRIVMSG sop :"))
                     texts << line.mid(line.indexOf(" :") + 2).chopped(1);
-            return texts.mid(1).join(' ');
+            return texts.join(' ');
         };
-        QTRY_COMPARE(heardTexts(), text.toLatin1());
-        QVERIFY(texts.size() >= 4 && texts[0] == "A\xF1o  QUIT");
+        // The server cuts a line too long for it, so the pieces come whole only if each fits.
+        QTRY_COMPARE(heardTexts(), "A\xF1o  QUIT " + text.toLatin1());
         // A second agent of the same name gets an underscore.
         const auto second = client(m_server->port);
         QTRY_COMPARE(second->isConnected() ? second->CurrentNick() : QString(), u"prov1_"_s);
@@ -220,7 +219,7 @@ private slots:
         QVERIFY(items.size() == IrcClient::kMaxWaiting && items[0].endsWith(u"\t200\tprov1"_s));
     }
 
-    void aSilentLinkIsDroppedAndConnectedAgainARefusedOneIsNoLink()
+    void aSilentLinkIsDroppedAndConnectedAgain()
     {
         m_client->setLinkCheck(100, 100);
         m_link->write(":irc.t 001 prov1 :Hola\r\nPING :irc.t\r\n");
@@ -234,15 +233,6 @@ private slots:
         QTRY_COMPARE(m_heard.count("USER "), 2);
         m_link->write(":irc.t 001 prov1 :Hola\r\n");
         QTRY_VERIFY(m_client->isConnected());
-
-        // A refused connection is no link, and no change to report.
-        test::MessageLog log("orvex.chat");
-        const quint16 port = m_server.serverPort();
-        m_server.close();
-        const auto refused = client(port);
-        QSignalSpy refusedChanges(refused.get(), &IrcClient::connectedChanged);
-        QTRY_VERIFY(log.contains(u"refused"_s));
-        QVERIFY(refusedChanges.isEmpty() && !refused->isConnected());
     }
 };
 

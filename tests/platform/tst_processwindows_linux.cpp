@@ -84,13 +84,10 @@ private slots:
         QTest::newRow("quoted program keeps its backslashes")
             << uR"("C:\Program Files\Orvex\oxzip.exe" -add "copia de x.zip" *.ini)"_s
             << uR"(C:\Program Files\Orvex\oxzip.exe|-add|copia de x.zip|*.ini)"_s;
-        QTest::newRow("blanks and tabs around") << u"  \ttool   a\t b  "_s << u"tool|a|b"_s;
-        QTest::newRow("empty quoted argument") << uR"(p "" x)"_s << u"p||x"_s;
-        QTest::newRow("backslashes before quotes")
-            << uR"(p a\\\"b "c\\" d\e)"_s << uR"(p|a\"b|c\|d\e)"_s;
-        QTest::newRow("doubled quote inside quotes")
-            << uR"(p "say ""hola""")"_s << uR"(p|say "hola")"_s;
-        QTest::newRow("quotes join a word") << uR"(p a"b c"d)"_s << u"p|ab cd"_s;
+        QTest::newRow("blanks, tabs, empty and joined words")
+            << u"  \ttool  a\t \"\" b\"c d\"e "_s << u"tool|a||bc de"_s;
+        QTest::newRow("backslashes and quotes")
+            << uR"(p a\\\"b "c\\" d\e "say ""hola""")"_s << uR"(p|a\"b|c\|d\e|say "hola")"_s;
         // (No raw string here: moc loses its way in one with an odd count of quotes.)
         QTest::newRow("unterminated quoted program") << u"\"C:\\x y"_s << u"C:\\x y"_s;
         QTest::newRow("empty") << QString() << QString();
@@ -128,8 +125,7 @@ private slots:
         ::signal(SIGTERM, SIG_IGN);
         const ProcessToken killed = pw->startProcess("sleep 600");
         ::signal(SIGTERM, SIG_DFL);
-        QVERIFY(pw->isRunning(killed));
-        ::kill(static_cast<pid_t>(killed), SIGTERM);
+        QVERIFY(pw->isRunning(killed) && ::kill(pid_t(killed), SIGTERM) == 0);
         QTRY_VERIFY(!pw->isRunning(killed));
         pw->release(killed);
 
@@ -141,8 +137,8 @@ private slots:
         QTRY_VERIFY((pw->isRunning(0), !QFileInfo::exists(proc)));
 
         for (const char *refused : {"", "   ", "orvex-no-such-program-xyz --x"})
-            QCOMPARE(pw->startProcess(refused), ProcessToken(0));
-        QCOMPARE(pw->startProcess("true", "/orvex/no/such/folder"), ProcessToken(0));
+            QCOMPARE(pw->startProcess(refused) + pw->startProcess("true", "/orvex/no/such"),
+                     ProcessToken(0));
         pw->release(424242); // unknown tokens are ignored
     }
 

@@ -1,7 +1,6 @@
 #include "platform/SingleInstance.h"
 
-#include <QSignalSpy>
-#include <QTest>
+#include <QtTest>
 
 #include <unistd.h>
 
