@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+#include <filesystem>
+
 using namespace orvex::platform;
 
 // A top-level window of the test's own class, which a close request destroys.
@@ -23,27 +25,24 @@ static HWND makeWindow(const wchar_t *title)
     return w;
 }
 
-static WindowHandle handleOf(HWND w)
-{
-    return reinterpret_cast<std::uintptr_t>(w);
-}
+static const auto handleOf = [](HWND w) { return WindowHandle(std::uintptr_t(w)); };
 
 TEST_SUITE("processwindows")
 {
     TEST_CASE("windows are found by their exact title or class and asked to close")
     {
         HWND window = makeWindow(L"Orvex \u2013 a\u00F1o");
+        const WindowHandle h = handleOf(window);
         const auto pw = createProcessWindows();
         REQUIRE(pw->hasWindowList());
         // Titles and classes come in UTF-8; the system ignores letter case; exact, not a prefix.
-        CHECK((pw->findWindowByTitle("Orvex – año") == handleOf(window) &&
-               pw->findWindowByTitle("ORVEX – AÑO") == handleOf(window)));
-        CHECK(
-            (pw->findWindowByTitle("Orvex") == 0 && pw->findWindowByClass("OrvexProbeClas") == 0));
-        CHECK((pw->findWindowByClass("OrvexProbeClass") == handleOf(window) &&
-               pw->findWindowByClass("") == 0));
+        CHECK((pw->findWindowByTitle("Orvex – año") == h &&
+               pw->findWindowByTitle("ORVEX – AÑO") == h &&
+               pw->findWindowByClass("OrvexProbeClass") == h));
+        CHECK((pw->findWindowByTitle("Orvex") == 0 &&
+               pw->findWindowByClass("OrvexProbeClas") == 0 && pw->findWindowByClass("") == 0));
         // Posted: in this thread's queue at once, and handled here.
-        CHECK((pw->postClose(handleOf(window)) && IsWindow(window) && !pw->postClose(0)));
+        CHECK((pw->postClose(h) && IsWindow(window) && !pw->postClose(0)));
         for (MSG msg; PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE);)
             DispatchMessageW(&msg);
         CHECK_FALSE(IsWindow(window));
@@ -51,19 +50,16 @@ TEST_SUITE("processwindows")
 
     TEST_CASE("a started process runs in its working folder and is seen running until it ends")
     {
-        char temp[MAX_PATH] = {};
-        GetTempPathA(MAX_PATH, temp);
-        const std::string folder = std::string(temp) + "orvex seam test",
-                          out = folder + "\\cwd.txt";
-        CreateDirectoryA(folder.c_str(), nullptr);
-        DeleteFileA(out.c_str());
+        const auto path = std::filesystem::temp_directory_path() / "orvex seam test";
+        const std::string folder = path.string(), out = folder + "\\cwd.txt";
+        std::filesystem::create_directories(path);
+        std::filesystem::remove(out);
         const auto pw = createProcessWindows();
         // The file lands in the working folder only if the child runs there.
         const ProcessToken p =
             pw->startProcess("cmd /c cd > cwd.txt", folder, StartMode::NormalWindow);
         REQUIRE(p != 0);
-        CHECK(WaitForSingleObject(reinterpret_cast<HANDLE>(p), 10000) == WAIT_OBJECT_0);
-        CHECK_FALSE(pw->isRunning(p));
+        CHECK((WaitForSingleObject(HANDLE(p), 10000) == WAIT_OBJECT_0 && !pw->isRunning(p)));
         pw->release(p);
         std::string written;
         std::getline(std::ifstream(out), written);

@@ -61,17 +61,13 @@ TEST_SUITE("shellfolders")
         // A group that cannot be made (a file stands where it would go).
         CHECK_FALSE(shell->writeShellLink({program + kSeparator + "grupo", "x", program, {}, {}}));
 
-        std::vector<std::string> files;
-        for (const auto &entry : std::filesystem::directory_iterator(fsPath(group))) {
-            const std::u8string name = entry.path().filename().u8string();
-            files.emplace_back(name.begin(), name.end());
-        }
+        // One file, by the caption with what a file name cannot hold replaced.
         const std::string name = std::string("SD Norte_ Año") + (kWindows ? ".lnk" : ".desktop");
-        REQUIRE(files == std::vector{name});
-        const auto back = orvex::seamtest::readLink(group + kSeparator + name);
-        CHECK(back.target == program);
-        CHECK(back.arguments == std::vector<std::string>{"-x", "dos palabras"});
-        CHECK(back.caption == "SD Norte: Año");
+        using std::filesystem::directory_iterator;
+        REQUIRE((std::distance(directory_iterator(fsPath(group)), directory_iterator()) == 1 &&
+                 std::filesystem::exists(fsPath(group + kSeparator + name))));
+        CHECK(orvex::seamtest::readLink(group + kSeparator + name) ==
+              orvex::seamtest::LinkReadBack{program, {"-x", "dos palabras"}, "SD Norte: Año"});
         std::error_code ignored;
         std::filesystem::remove_all(fsPath(base), ignored);
     }

@@ -31,8 +31,7 @@ TEST_SUITE("urlcache")
         REQUIRE((cache(a) && cache(b)));
         const auto urlCache = createUrlCache();
         const auto listed = [&](const std::string &url) {
-            const auto urls = urlCache->entryUrls();
-            return std::find(urls.begin(), urls.end(), url) != urls.end();
+            return std::ranges::count(urlCache->entryUrls(), url) == 1;
         };
         CHECK((listed(a) && listed(b) && urlCache->deleteEntry(a)));
         CHECK((!listed(a) && listed(b)));
