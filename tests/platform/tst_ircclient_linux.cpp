@@ -20,57 +20,33 @@ static std::unique_ptr<IrcClient> client(quint16 port)
     return c;
 }
 
-// A private ngircd or InspIRCd: its own configuration in a temporary folder,
-// on 127.0.0.1 only, on a port that was free. It ends with the object.
-struct IrcServer
+static bool accepting(quint16 port)
 {
-    explicit IrcServer(bool ngircd) : ngircd(ngircd) {}
-    const bool ngircd;
-    QTemporaryDir dir;
-    QProcess process;
-    quint16 port = 0;
+    QTcpSocket s;
+    s.connectToHost(QHostAddress::LocalHost, port);
+    return s.waitForConnected(1000);
+}
 
-    QString program() const { return ngircd ? u"/usr/sbin/ngircd"_s : u"/usr/sbin/inspircd"_s; }
-    bool start()
-    {
-        QTcpServer probe;
-        probe.listen(QHostAddress::LocalHost, 0);
-        port = probe.serverPort();
-        probe.close();
-        const QString conf = dir.filePath(u"server.conf"_s);
-        const char *text = ngircd ? kNgircd : kInspIRCd;
-        if (!test::writeBytes(dir.filePath(u"motd"_s), "Bienvenido al centro\n") ||
-            !test::writeBytes(conf, QString::fromLatin1(text).arg(port).arg(dir.path()).toUtf8()))
-            return false;
-        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        process.start(program(),
-                      ngircd ? QStringList{u"-n"_s, u"-f"_s, conf}
-                             : QStringList{u"--nofork"_s, u"--runasroot"_s, u"--config="_s + conf});
-        return process.waitForStarted(5000);
-    }
-    bool accepting() const
-    {
-        QTcpSocket s;
-        s.connectToHost(QHostAddress::LocalHost, port);
-        return s.waitForConnected(1000);
-    }
-    static constexpr const char *kNgircd =
-        "[Global]\nName = irc.orvex.test\nInfo = Orvex\nListen = 127.0.0.1\nPorts = %1\n"
-        "MotdFile = %2/motd\nPidFile = %2/pid\n[Options]\nIdent = no\nPAM = no\nDNS = no\n";
-    static constexpr const char *kInspIRCd =
-        "<server name=\"irc.orvex.test\" description=\"Orvex\" network=\"Orvex\">\n"
-        "<admin name=\"Orvex\" nick=\"orvex\" email=\"orvex@localhost\">\n"
-        "<bind address=\"127.0.0.1\" port=\"%1\" type=\"clients\">\n"
-        "<connect allow=\"*\" fakelag=\"no\" localmax=\"100\" globalmax=\"100\" "
-        "resolvehostnames=\"no\" useident=\"no\">\n<files motd=\"%2/motd\">\n"
-        "<pid file=\"%2/pid\">\n<path configdir=\"%2\" datadir=\"%2\" logdir=\"%2\">\n";
-};
+static constexpr const char *kNgircd =
+    "[Global]\nName = irc.orvex.test\nInfo = Orvex\nListen = 127.0.0.1\nPorts = %1\n"
+    "MotdFile = %2/motd\nPidFile = %2/pid\n[Options]\nIdent = no\nPAM = no\nDNS = no\n";
+static constexpr const char *kInspIRCd =
+    "<server name=\"irc.orvex.test\" description=\"Orvex\" network=\"Orvex\">\n"
+    "<admin name=\"Orvex\" nick=\"orvex\" email=\"orvex@localhost\">\n"
+    "<bind address=\"127.0.0.1\" port=\"%1\" type=\"clients\">\n"
+    "<connect allow=\"*\" fakelag=\"no\" localmax=\"100\" globalmax=\"100\" "
+    "resolvehostnames=\"no\" useident=\"no\">\n<files motd=\"%2/motd\">\n"
+    "<pid file=\"%2/pid\">\n<path configdir=\"%2\" datadir=\"%2\" logdir=\"%2\">\n";
 
-// Against the real chat servers, each test once with ngircd, once with InspIRCd.
+// Against the real chat servers, each test once with ngircd, once with
+// InspIRCd: a private one, its own configuration in a temporary folder, on
+// 127.0.0.1 only, on a port that was free. It ends with the test.
 class TestIrcClient : public QObject
 {
     Q_OBJECT
-    std::unique_ptr<IrcServer> m_server;
+    QTemporaryDir m_dir;
+    std::unique_ptr<QProcess> m_server;
+    quint16 m_port = 0;
 
 private slots:
     void initTestCase_data()
@@ -82,21 +58,34 @@ private slots:
     void init()
     {
         QFETCH_GLOBAL(bool, ngircd);
-        m_server = std::make_unique<IrcServer>(ngircd);
+        const QString program = ngircd ? u"/usr/sbin/ngircd"_s : u"/usr/sbin/inspircd"_s;
         // CI installs both: there a missing one is a failure, not a skip.
-        if (!QFile::exists(m_server->program()) && qEnvironmentVariable("CI") != u"true")
+        if (!QFile::exists(program) && qEnvironmentVariable("CI") != u"true")
             QSKIP("not installed (scripts/install-deps installs it)");
-        QVERIFY2(m_server->start(), qPrintable(m_server->program()));
-        QTRY_VERIFY_WITH_TIMEOUT(m_server->accepting(), 10000);
+        QTcpServer probe;
+        QVERIFY(probe.listen(QHostAddress::LocalHost));
+        m_port = probe.serverPort();
+        probe.close();
+        const QString conf = m_dir.filePath(u"server.conf"_s);
+        const QString text = QString::fromLatin1(ngircd ? kNgircd : kInspIRCd);
+        QVERIFY(test::writeBytes(m_dir.filePath(u"motd"_s), "Bienvenido al centro\n") &&
+                test::writeBytes(conf, text.arg(m_port).arg(m_dir.path()).toUtf8()));
+        m_server = std::make_unique<QProcess>();
+        m_server->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_server->start(
+            program, ngircd ? QStringList{u"-n"_s, u"-f"_s, conf}
+                            : QStringList{u"--nofork"_s, u"--runasroot"_s, u"--config="_s + conf});
+        QVERIFY2(m_server->waitForStarted(5000), qPrintable(program));
+        QTRY_VERIFY_WITH_TIMEOUT(accepting(m_port), 10000);
     }
 
     void privateMessagesBothWaysAndTakenNicknames()
     {
-        const auto c = client(m_server->port);
+        const auto c = client(m_port);
         QTcpSocket peer; // support staff, typing raw lines
         QByteArray heard;
         connect(&peer, &QTcpSocket::readyRead, [&] { heard += peer.readAll(); });
-        peer.connectToHost(QHostAddress::LocalHost, m_server->port);
+        peer.connectToHost(QHostAddress::LocalHost, m_port);
         peer.write("NICK sop\r\nUSER s 0 * :s\r\n");
         QTRY_VERIFY(c->isConnected() && heard.contains(" 001 ")); // InspIRCd refuses JOIN before
         // In: the code page's bytes, and UTF-8 from a peer that writes it.
@@ -119,7 +108,7 @@ private slots:
         // The server cuts a line too long for it, so the pieces come whole only if each fits.
         QTRY_COMPARE(heardTexts(), "A\xF1o  QUIT " + text.toLatin1());
         // A second agent of the same name gets an underscore.
-        const auto second = client(m_server->port);
+        const auto second = client(m_port);
         QTRY_COMPARE(second->isConnected() ? second->CurrentNick() : QString(), u"prov1_"_s);
     }
 };
