@@ -11,13 +11,13 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr std::uint16_t kId = 0x1234;
 constexpr std::uint16_t kSeq = 0x0102;
 
-// An IPv4 header of `words` 32-bit words, then `message`.
-static Bytes withIp(const Bytes &message, std::uint8_t words = 5)
+// `head`, an IPv4 header of `words` 32-bit words, then `message`.
+static Bytes withIp(const Bytes &message, std::uint8_t words = 5, Bytes head = {})
 {
-    Bytes p(words * 4u, 0);
-    p[0] = static_cast<std::uint8_t>(0x40 | words);
-    p.insert(p.end(), message.begin(), message.end());
-    return p;
+    head.push_back(static_cast<std::uint8_t>(0x40 | words));
+    head.resize(head.size() + words * 4u - 1, 0);
+    head.insert(head.end(), message.begin(), message.end());
+    return head;
 }
 
 static Bytes reply(std::uint16_t id, std::uint16_t seq)
@@ -30,10 +30,8 @@ static Bytes reply(std::uint16_t id, std::uint16_t seq)
 static Bytes error(std::uint8_t type, std::uint8_t code, std::uint16_t seq)
 {
     const Bytes request = icmp::buildEchoRequest(kId, seq);
-    Bytes m{type, code, 0, 0, 0, 0, 0, 0};
-    const Bytes quoted = withIp(Bytes(request.begin(), request.begin() + 8));
-    m.insert(m.end(), quoted.begin(), quoted.end());
-    return withIp(m);
+    return withIp(
+        withIp({request.begin(), request.begin() + 8}, 5, {type, code, 0, 0, 0, 0, 0, 0}));
 }
 
 // The echo itself, sent and answered, is the seams' test (tests/seams/tst_pinger.cpp).

@@ -55,14 +55,20 @@ struct XServer
         return w;
     }
     Atom atom(const char *name) { return XInternAtom(d, name, False); }
-    // Whether the next client message about `w` is of `type` (with `first`
-    // as its first datum, unless 0).
+    // Whether a client message of `type` to `w` (with `first` as its first
+    // datum, unless 0) arrives; events read are consumed, so it keeps count.
     bool messageSeen(Window w, Atom type, Atom first = 0)
     {
-        XEvent e;
-        return XCheckTypedWindowEvent(d, w, ClientMessage, &e) && e.xclient.message_type == type &&
-               (!first || Atom(e.xclient.data.l[0]) == first);
+        while (XPending(d)) {
+            XEvent e;
+            XNextEvent(d, &e);
+            seen = seen || (e.type == ClientMessage && e.xclient.window == w &&
+                            e.xclient.message_type == type &&
+                            (!first || Atom(e.xclient.data.l[0]) == first));
+        }
+        return seen;
     }
+    bool seen = false;
 };
 
 class TestProcessWindows : public QObject
@@ -164,6 +170,7 @@ private slots:
 
         QVERIFY(pw->postClose(modern));
         QTRY_VERIFY(x.messageSeen(modern, x.atom("WM_PROTOCOLS"), x.atom("WM_DELETE_WINDOW")));
+        x.seen = false;
         QVERIFY(pw->postClose(legacy));
         QTRY_VERIFY(x.messageSeen(legacy, x.atom("_NET_CLOSE_WINDOW")));
 
