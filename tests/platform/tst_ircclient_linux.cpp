@@ -32,11 +32,10 @@ static constexpr const char *kNgircd =
     "MotdFile = %2/motd\nPidFile = %2/pid\n[Options]\nIdent = no\nPAM = no\nDNS = no\n";
 static constexpr const char *kInspIRCd =
     "<server name=\"irc.orvex.test\" description=\"Orvex\" network=\"Orvex\">\n"
-    "<admin name=\"Orvex\" nick=\"orvex\" email=\"orvex@localhost\">\n"
     "<bind address=\"127.0.0.1\" port=\"%1\" type=\"clients\">\n"
     "<connect allow=\"*\" fakelag=\"no\" localmax=\"100\" globalmax=\"100\" "
     "resolvehostnames=\"no\" useident=\"no\">\n<files motd=\"%2/motd\">\n"
-    "<pid file=\"%2/pid\">\n<path configdir=\"%2\" datadir=\"%2\" logdir=\"%2\">\n";
+    "<path configdir=\"%2\" datadir=\"%2\" logdir=\"%2\">\n";
 
 // Against the real chat servers, each test once with ngircd, once with
 // InspIRCd: a private one, its own configuration in a temporary folder, on

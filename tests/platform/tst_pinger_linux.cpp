@@ -80,13 +80,10 @@ private slots:
     // The answer comes through the caller's event loop, never blocking it.
     void resolvesWithoutBlocking()
     {
-        QList<uint> answers;                        // host order; 0: does not resolve
+        std::optional<std::uint32_t> answer;        // in network order
         const auto resolver = createHostResolver(); // its answers end with it
-        for (const char *name : {"localhost", ""})
-            resolver->lookupIPv4(name, [&](auto a) { answers << (a ? ntohl(*a) : 0u); });
-        QTRY_COMPARE(answers.size(), 2);
-        std::ranges::sort(answers); // in whichever order they come
-        QCOMPARE(answers, (QList<uint>{0u, 0x7f000001u}));
+        resolver->lookupIPv4("localhost", [&](auto a) { answer = a; });
+        QTRY_COMPARE(answer.value_or(0), htonl(0x7f000001u));
     }
 };
 
