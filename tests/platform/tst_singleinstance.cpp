@@ -2,8 +2,6 @@
 
 #include <QtTest>
 
-#include <unistd.h>
-
 using namespace orvex::platform;
 using namespace Qt::StringLiterals;
 
@@ -17,7 +15,8 @@ private slots:
     // once it has gone; the old one hears the request.
     void theNewCopyTakesOverOnceTheOldHasGone()
     {
-        qputenv("ORVEX_INSTANCE_KEY", "orvex-test-takeover-" + QByteArray::number(getpid()));
+        qputenv("ORVEX_INSTANCE_KEY",
+                "orvex-test-takeover-" + QByteArray::number(QCoreApplication::applicationPid()));
         auto old = createSingleInstance();
         old->claim();
         QSignalSpy asked(old.get(), &SingleInstance::closeRequested);
