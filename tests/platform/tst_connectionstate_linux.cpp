@@ -22,7 +22,6 @@ private slots:
         QTest::addColumn<QString>("interfaces");
         QTest::addColumn<uint>("expected");
         const uint lanUp = flag::Lan | flag::Configured;
-        const uint offline = flag::Offline | flag::Configured;
         const QString lo = u"lo 0x9 1 772 -;"_s;
         QTest::newRow("no interfaces at all") << QString() << uint(flag::Offline);
         // Loopback by its flags or by its type, whatever its name.
@@ -30,7 +29,8 @@ private slots:
             << lo + u"lo2 0X9 1 1 -;lo3 0x1003 1 772 -"_s << uint(flag::Offline);
         QTest::newRow("ethernet with carrier") << lo + u"eth0 0x1003 1 1 -"_s << lanUp;
         QTest::newRow("cable pulled, down, or garbled flags and operstate down")
-            << lo + u"eth0 0x1003 0 1 -;eth1 0x1002 - 1 -;eth2 0x1003zz 1 1 down"_s << offline;
+            << lo + u"eth0 0x1003 0 1 -;eth1 0x1002 - 1 -;eth2 0x1003zz 1 1 down"_s
+            << uint(flag::Offline | flag::Configured);
         QTest::newRow("point-to-point by type")
             << u"umts 0x10d1 1 512 -"_s << uint(flag::Modem | flag::Configured);
         QTest::newRow("modem and lan") << u"wwan0 0x1091 1 1 -;wlan0 0x1003 1 1 -"_s

@@ -20,13 +20,6 @@ static std::unique_ptr<IrcClient> client(quint16 port)
     return c;
 }
 
-static bool accepting(quint16 port)
-{
-    QTcpSocket s;
-    s.connectToHost(QHostAddress::LocalHost, port);
-    return s.waitForConnected(1000);
-}
-
 static constexpr const char *kNgircd =
     "[Global]\nName = irc.orvex.test\nInfo = Orvex\nListen = 127.0.0.1\nPorts = %1\n"
     "MotdFile = %2/motd\nPidFile = %2/pid\n[Options]\nIdent = no\nPAM = no\nDNS = no\n";
@@ -75,7 +68,10 @@ private slots:
             program, ngircd ? QStringList{u"-n"_s, u"-f"_s, conf}
                             : QStringList{u"--nofork"_s, u"--runasroot"_s, u"--config="_s + conf});
         QVERIFY2(m_server->waitForStarted(5000), qPrintable(program));
-        QTRY_VERIFY_WITH_TIMEOUT(accepting(m_port), 10000);
+        QTcpSocket link; // refused at once until the server listens
+        QTRY_VERIFY_WITH_TIMEOUT(
+            (link.connectToHost(QHostAddress::LocalHost, m_port), link.waitForConnected(1000)),
+            10000);
     }
 
     void privateMessagesBothWaysAndTakenNicknames()

@@ -6,8 +6,7 @@
 using namespace orvex::platform;
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::uint16_t kId = 0x1234;
-constexpr std::uint16_t kSeq = 0x0102;
+constexpr std::uint16_t kId = 0x1234, kSeq = 0x0102;
 
 // `head`, an IPv4 header of `words` 32-bit words, then `message`.
 static Bytes withIp(const Bytes &message, std::uint8_t words = 5, Bytes head = {})

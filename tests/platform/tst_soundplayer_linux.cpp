@@ -10,9 +10,8 @@ namespace {
 
 template <typename T> QByteArray le(T value)
 {
-    QByteArray bytes(sizeof value, Qt::Uninitialized);
-    qToLittleEndian(value, bytes.data());
-    return bytes;
+    value = qToLittleEndian(value);
+    return QByteArray(reinterpret_cast<const char *>(&value), sizeof value);
 }
 
 // A WAV file's head up to its data chunk's header: the format chunk (8-bit
