@@ -1,10 +1,7 @@
 #include "common/LoopbackHttpServer.h"
 #include "platform/FileTransfer.h"
 
-#include <QDir>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTest>
+#include <QtTest>
 
 using namespace orvex;
 using namespace Qt::StringLiterals;
@@ -43,15 +40,11 @@ private slots:
     {
         QFETCH(Answer, answer);
         QFETCH(qint64, size);
-        test::LoopbackHttpServer http;
-        http.otherwise = answer;
-        quint16 port = http.port();
-        QTcpServer gone;
-        if (answer.steps.isEmpty()) { // a port nobody listens on any more
-            QVERIFY(gone.listen(QHostAddress::LocalHost));
-            port = gone.serverPort();
-            gone.close();
-        }
+        auto http = std::make_unique<test::LoopbackHttpServer>();
+        http->otherwise = answer;
+        const quint16 port = http->port();
+        if (answer.steps.isEmpty())
+            http.reset(); // a port nobody listens on any more
         QTemporaryDir folder;
         auto transfer = platform::createFileTransfer();
         QSignalSpy progress(transfer.get(), &platform::FileTransfer::FileReadProgress);
@@ -63,19 +56,18 @@ private slots:
         if (size < 0) {
             QVERIFY(progress.wait(10000));
             transfer.reset();
-            QVERIFY(complete.isEmpty());
-            QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), QStringList());
+            QVERIFY(complete.isEmpty() && QDir(folder.path()).isEmpty(QDir::Files | QDir::Hidden));
             return;
         }
         QVERIFY(complete.wait(10000));
         QCOMPARE(complete[0][0].toString(), u"x.zip"_s);
         const QFileInfo part(complete[0][1].toString());
-        QCOMPARE(part.absolutePath(), QFileInfo(folder.path()).absoluteFilePath());
-        QVERIFY(part.fileName().startsWith(u".orvex-"_s));
+        QVERIFY(part.absoluteFilePath().startsWith(QFileInfo(folder.path()).absoluteFilePath() +
+                                                   u"/.orvex-"_s));
         QCOMPARE(part.size(), size);
         QTEST(complete[0][2].toBool(), "whole");
-        if (!answer.steps.isEmpty())
-            QCOMPARE(http.requestLines(),
+        if (http)
+            QCOMPARE(http->requestLines(),
                      QByteArrayList{"GET " + query.toLatin1() + "%7F HTTP/1.0"});
     }
 };

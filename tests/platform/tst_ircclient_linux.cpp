@@ -20,57 +20,25 @@ static std::unique_ptr<IrcClient> client(quint16 port)
     return c;
 }
 
-// A private ngircd or InspIRCd: its own configuration in a temporary folder,
-// on 127.0.0.1 only, on a port that was free. It ends with the object.
-struct IrcServer
-{
-    explicit IrcServer(bool ngircd) : ngircd(ngircd) {}
-    const bool ngircd;
-    QTemporaryDir dir;
-    QProcess process;
-    quint16 port = 0;
+static constexpr const char *kNgircd =
+    "[Global]\nName = irc.orvex.test\nInfo = Orvex\nListen = 127.0.0.1\nPorts = %1\n"
+    "MotdFile = %2/motd\nPidFile = %2/pid\n[Options]\nIdent = no\nPAM = no\nDNS = no\n";
+static constexpr const char *kInspIRCd =
+    "<server name=\"irc.orvex.test\" description=\"Orvex\" network=\"Orvex\">\n"
+    "<bind address=\"127.0.0.1\" port=\"%1\" type=\"clients\">\n"
+    "<connect allow=\"*\" fakelag=\"no\" localmax=\"100\" globalmax=\"100\" "
+    "resolvehostnames=\"no\" useident=\"no\">\n<files motd=\"%2/motd\">\n"
+    "<path configdir=\"%2\" datadir=\"%2\" logdir=\"%2\">\n";
 
-    QString program() const { return ngircd ? u"/usr/sbin/ngircd"_s : u"/usr/sbin/inspircd"_s; }
-    bool start()
-    {
-        QTcpServer probe;
-        probe.listen(QHostAddress::LocalHost, 0);
-        port = probe.serverPort();
-        probe.close();
-        const QString conf = dir.filePath(u"server.conf"_s);
-        const char *text = ngircd ? kNgircd : kInspIRCd;
-        if (!test::writeBytes(dir.filePath(u"motd"_s), "Bienvenido al centro\n") ||
-            !test::writeBytes(conf, QString::fromLatin1(text).arg(port).arg(dir.path()).toUtf8()))
-            return false;
-        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        process.start(program(),
-                      ngircd ? QStringList{u"-n"_s, u"-f"_s, conf}
-                             : QStringList{u"--nofork"_s, u"--runasroot"_s, u"--config="_s + conf});
-        return process.waitForStarted(5000);
-    }
-    bool accepting() const
-    {
-        QTcpSocket s;
-        s.connectToHost(QHostAddress::LocalHost, port);
-        return s.waitForConnected(1000);
-    }
-    static constexpr const char *kNgircd =
-        "[Global]\nName = irc.orvex.test\nInfo = Orvex\nListen = 127.0.0.1\nPorts = %1\n"
-        "MotdFile = %2/motd\nPidFile = %2/pid\n[Options]\nIdent = no\nPAM = no\nDNS = no\n";
-    static constexpr const char *kInspIRCd =
-        "<server name=\"irc.orvex.test\" description=\"Orvex\" network=\"Orvex\">\n"
-        "<admin name=\"Orvex\" nick=\"orvex\" email=\"orvex@localhost\">\n"
-        "<bind address=\"127.0.0.1\" port=\"%1\" type=\"clients\">\n"
-        "<connect allow=\"*\" fakelag=\"no\" localmax=\"100\" globalmax=\"100\" "
-        "resolvehostnames=\"no\" useident=\"no\">\n<files motd=\"%2/motd\">\n"
-        "<pid file=\"%2/pid\">\n<path configdir=\"%2\" datadir=\"%2\" logdir=\"%2\">\n";
-};
-
-// Against the real chat servers, each test once with ngircd, once with InspIRCd.
+// Against the real chat servers, each test once with ngircd, once with
+// InspIRCd: a private one, its own configuration in a temporary folder, on
+// 127.0.0.1 only, on a port that was free. It ends with the test.
 class TestIrcClient : public QObject
 {
     Q_OBJECT
-    std::unique_ptr<IrcServer> m_server;
+    QTemporaryDir m_dir;
+    std::unique_ptr<QProcess> m_server;
+    quint16 m_port = 0;
 
 private slots:
     void initTestCase_data()
@@ -82,21 +50,37 @@ private slots:
     void init()
     {
         QFETCH_GLOBAL(bool, ngircd);
-        m_server = std::make_unique<IrcServer>(ngircd);
+        const QString program = ngircd ? u"/usr/sbin/ngircd"_s : u"/usr/sbin/inspircd"_s;
         // CI installs both: there a missing one is a failure, not a skip.
-        if (!QFile::exists(m_server->program()) && qEnvironmentVariable("CI") != u"true")
+        if (!QFile::exists(program) && qEnvironmentVariable("CI") != u"true")
             QSKIP("not installed (scripts/install-deps installs it)");
-        QVERIFY2(m_server->start(), qPrintable(m_server->program()));
-        QTRY_VERIFY_WITH_TIMEOUT(m_server->accepting(), 10000);
+        QTcpServer probe;
+        QVERIFY(probe.listen(QHostAddress::LocalHost));
+        m_port = probe.serverPort();
+        probe.close();
+        const QString conf = m_dir.filePath(u"server.conf"_s);
+        const QString text = QString::fromLatin1(ngircd ? kNgircd : kInspIRCd);
+        QVERIFY(test::writeBytes(m_dir.filePath(u"motd"_s), "Bienvenido al centro\n") &&
+                test::writeBytes(conf, text.arg(m_port).arg(m_dir.path()).toUtf8()));
+        m_server = std::make_unique<QProcess>();
+        m_server->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_server->start(
+            program, ngircd ? QStringList{u"-n"_s, u"-f"_s, conf}
+                            : QStringList{u"--nofork"_s, u"--runasroot"_s, u"--config="_s + conf});
+        QVERIFY2(m_server->waitForStarted(5000), qPrintable(program));
+        QTcpSocket link; // refused at once until the server listens
+        QTRY_VERIFY_WITH_TIMEOUT(
+            (link.connectToHost(QHostAddress::LocalHost, m_port), link.waitForConnected(1000)),
+            10000);
     }
 
     void privateMessagesBothWaysAndTakenNicknames()
     {
-        const auto c = client(m_server->port);
+        const auto c = client(m_port);
         QTcpSocket peer; // support staff, typing raw lines
         QByteArray heard;
         connect(&peer, &QTcpSocket::readyRead, [&] { heard += peer.readAll(); });
-        peer.connectToHost(QHostAddress::LocalHost, m_server->port);
+        peer.connectToHost(QHostAddress::LocalHost, m_port);
         peer.write("NICK sop\r\nUSER s 0 * :s\r\n");
         QTRY_VERIFY(c->isConnected() && heard.contains(" 001 ")); // InspIRCd refuses JOIN before
         // In: the code page's bytes, and UTF-8 from a peer that writes it.
@@ -109,18 +93,17 @@ private slots:
         // Out: the code page's bytes, never a CR or LF, a long text cut between words.
         const QString text = u"Grúa en camino"_s.repeated(100).replace(u"oG"_s, u"o G"_s);
         QVERIFY(c->SendPrivMsg(u"sop"_s, u"Año\r\nQUIT"_s) && c->SendPrivMsg(u"sop"_s, text));
-        QByteArrayList texts;
         const auto heardTexts = [&] {
-            texts.clear();
+            QByteArrayList texts;
             for (const QByteArray &line : heard.split('\n'))
                 if (line.contains(" PRIVMSG sop :"))
                     texts << line.mid(line.indexOf(" :") + 2).chopped(1);
-            return texts.mid(1).join(' ');
+            return texts.join(' ');
         };
-        QTRY_COMPARE(heardTexts(), text.toLatin1());
-        QVERIFY(texts.size() >= 4 && texts[0] == "A\xF1o  QUIT");
+        // The server cuts a line too long for it, so the pieces come whole only if each fits.
+        QTRY_COMPARE(heardTexts(), "A\xF1o  QUIT " + text.toLatin1());
         // A second agent of the same name gets an underscore.
-        const auto second = client(m_server->port);
+        const auto second = client(m_port);
         QTRY_COMPARE(second->isConnected() ? second->CurrentNick() : QString(), u"prov1_"_s);
     }
 };
@@ -160,32 +143,29 @@ private slots:
         QTest::addColumn<QStringList>("names");
         QTest::addColumn<QString>("nick"); // once registered
         const QByteArray hi = ":irc.t 001 prov1 :Hola\r\n";
-        QTest::newRow("private messages")
-            << hi + "\n:sop!s@h PRIVMSG prov1 :R: 10:30\t:)\r\n@t=1 :sop!s@h  PRIVMSG  prov1 :y\r\n"
-                    ":sop!s@h PRIVMSG #Alpha :al canal\r\n"
-                    ":sop!s@h PRIVMSG prov1 :\1ACTION saluda\1\r\n:sop!s@h PRIVMSG prov1 "
-                    ":\1VERSION\1\r\n"
-            << QStringList{u"PRIVMSG\tsop\ts@h\tR: 10:30 :)\tprov1"_s,
-                           u"PRIVMSG\tsop\ts@h\ty\tprov1"_s,
-                           u"PRIVMSG\tsop\ts@h\t* sop saluda\tprov1"_s}
-            << QStringList() << u"prov1"_s;
-        QTest::newRow("the channel's names")
+        QTest::newRow("private messages, and the channel's names")
             << hi +
+                   "\n:sop!s@h PRIVMSG prov1 :R: 10:30\t:)\r\n@t=1 :sop!s@h  PRIVMSG  prov1 :y\r\n"
+                   ":sop!s@h PRIVMSG #Alpha :al canal\r\n"
+                   ":sop!s@h PRIVMSG prov1 :\1ACTION saluda\1\r\n"
+                   ":sop!s@h PRIVMSG prov1 :\1VERSION\1\r\n"
                    ":irc.t 353 prov1 = #Alpha :@sop +aux prov1 rest\r\n:irc.t 353 prov1 = #B :x\r\n"
                    ":new!n@h JOIN :#Alpha\r\n:aux!a@h NICK aux2\r\n:sop!s@h PART #Alpha\r\n"
                    ":o!o@h KICK #Alpha aux2 :no\r\n:Zed[1]!z@h JOIN #alpha\r\n"
                    ":zed{1}!z@h NICK zed2\r\n:prov1!p@h NICK prov9\r\n"
-            << QStringList() << QStringList{u"new"_s, u"rest"_s, u"zed2"_s} << u"prov9"_s;
+            << QStringList{u"PRIVMSG\tsop\ts@h\tR: 10:30 :)\tprov1"_s,
+                           u"PRIVMSG\tsop\ts@h\ty\tprov1"_s,
+                           u"PRIVMSG\tsop\ts@h\t* sop saluda\tprov1"_s}
+            << QStringList{u"new"_s, u"rest"_s, u"zed2"_s} << u"prov9"_s;
         QTest::newRow("no welcome without a nickname")
             << ":irc.t 001\r\n:irc.t 001 :\r\n"_ba << QStringList() << QStringList() << QString();
-        QTest::newRow("no sender, or parameters missing")
-            << hi + "PRIVMSG prov1 :x\r\n:@h PRIVMSG prov1 :x\r\n:irc.t 372\r\n"
-                    ":irc.t 353 prov1 #Alpha\r\n:x!x@h JOIN\r\n:prov1!p@h NICK :\r\n"
-            << QStringList() << QStringList() << u"prov1"_s;
-        QTest::newRow("over-long lines and garbage")
-            << hi + ":s!s@h PRIVMSG prov1 :" + QByteArray(489, 'x') + "\r\n" +
-                   QByteArray(100000, 'y') + "\r\n:s!s@h PRIVMSG prov1 :" + QByteArray(488, 'z') +
-                   "\r\n"
+        QTest::newRow("no sender, parameters missing, over-long lines and garbage")
+            << hi +
+                   "PRIVMSG prov1 :x\r\n:@h PRIVMSG prov1 :x\r\n:irc.t 372\r\n"
+                   ":irc.t 353 prov1 #Alpha\r\n:x!x@h JOIN\r\n:prov1!p@h NICK :\r\n"
+                   ":s!s@h PRIVMSG prov1 :" +
+                   QByteArray(489, 'x') + "\r\n" + QByteArray(100000, 'y') +
+                   "\r\n:s!s@h PRIVMSG prov1 :" + QByteArray(488, 'z') + "\r\n"
             << QStringList{u"PRIVMSG\ts\ts@h\t"_s + QString(488, u'z') + u"\tprov1"_s}
             << QStringList() << u"prov1"_s;
     }
@@ -196,8 +176,7 @@ private slots:
         QStringList items;
         QTRY_VERIFY(!(items += m_client->takeReceived()).isEmpty() &&
                     items.last().contains(u"fin"_s));
-        items.removeLast();
-        QTEST(items, "items");
+        QTEST(items.first(items.size() - 1), "items");
         QTEST(m_client->Nicknames(), "names");
         QTEST(m_client->isConnected() ? m_client->CurrentNick() : QString(), "nick");
     }
@@ -220,7 +199,7 @@ private slots:
         QVERIFY(items.size() == IrcClient::kMaxWaiting && items[0].endsWith(u"\t200\tprov1"_s));
     }
 
-    void aSilentLinkIsDroppedAndConnectedAgainARefusedOneIsNoLink()
+    void aSilentLinkIsDroppedAndConnectedAgain()
     {
         m_client->setLinkCheck(100, 100);
         m_link->write(":irc.t 001 prov1 :Hola\r\nPING :irc.t\r\n");
@@ -234,15 +213,6 @@ private slots:
         QTRY_COMPARE(m_heard.count("USER "), 2);
         m_link->write(":irc.t 001 prov1 :Hola\r\n");
         QTRY_VERIFY(m_client->isConnected());
-
-        // A refused connection is no link, and no change to report.
-        test::MessageLog log("orvex.chat");
-        const quint16 port = m_server.serverPort();
-        m_server.close();
-        const auto refused = client(port);
-        QSignalSpy refusedChanges(refused.get(), &IrcClient::connectedChanged);
-        QTRY_VERIFY(log.contains(u"refused"_s));
-        QVERIFY(refusedChanges.isEmpty() && !refused->isConnected());
     }
 };
 

@@ -1,22 +1,17 @@
 #include "common/TestSupport.h"
 #include "platform/SoundPlayer.h"
 
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QtEndian>
+#include <QtTest>
 
 using namespace Qt::StringLiterals;
 using orvex::platform::createSoundPlayer;
 
 namespace {
 
-QByteArray le32(quint32 value)
+template <typename T> QByteArray le(T value)
 {
-    QByteArray bytes(4, Qt::Uninitialized);
-    qToLittleEndian(value, bytes.data());
-    return bytes;
+    value = qToLittleEndian(value);
+    return QByteArray(reinterpret_cast<const char *>(&value), sizeof value);
 }
 
 // A WAV file's head up to its data chunk's header: the format chunk (8-bit
@@ -24,15 +19,10 @@ QByteArray le32(quint32 value)
 QByteArray wavHead(quint16 format, quint16 channels, quint32 bytesPerSecond, quint32 dataBytes,
                    const QByteArray &between = {})
 {
-    QByteArray fmt(16, '\0');
-    qToLittleEndian(format, fmt.data());
-    qToLittleEndian(channels, fmt.data() + 2);
-    qToLittleEndian(bytesPerSecond / std::max<quint32>(channels, 1), fmt.data() + 4);
-    qToLittleEndian(bytesPerSecond, fmt.data() + 8);
-    qToLittleEndian(channels, fmt.data() + 12);
-    qToLittleEndian(quint16(8), fmt.data() + 14);
-    return "RIFF"_ba + le32(36 + dataBytes) + "WAVEfmt "_ba + le32(16) + fmt + between + "data"_ba +
-           le32(dataBytes);
+    const quint32 rate = bytesPerSecond / std::max<quint32>(channels, 1);
+    return "RIFF"_ba + le(36 + dataBytes) + "WAVEfmt "_ba + le(16u) + le(format) + le(channels) +
+           le(rate) + le(bytesPerSecond) + le(channels) + le(quint16(8)) + between + "data"_ba +
+           le(dataBytes);
 }
 
 } // namespace
@@ -49,13 +39,12 @@ private slots:
     // and fails on a file whose name says so.
     void initTestCase()
     {
-        QVERIFY(QDir(m_dir.path()).mkpath(u"pulse"_s));
-        QVERIFY(orvex::test::writeBytes(m_dir.filePath(u"pulse/native"_s), {}));
         const QString fake = m_dir.filePath(u"paplay"_s);
-        QVERIFY(orvex::test::writeBytes(
-            fake,
-            "#!/bin/sh\necho \"$1\" >> \"$SOUND_LOG\"\ncase \"$1\" in *fails*) exit 1;; esac\n"));
-        QFile(fake).setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QVERIFY(QDir(m_dir.path()).mkpath(u"pulse"_s) &&
+                orvex::test::writeBytes(m_dir.filePath(u"pulse/native"_s), {}) &&
+                orvex::test::writeBytes(fake, "#!/bin/sh\necho \"$1\" >> \"$SOUND_LOG\"\n"
+                                              "case \"$1\" in *fails*) exit 1;; esac\n") &&
+                QFile(fake).setPermissions(QFile::ReadOwner | QFile::ExeOwner));
         qputenv("XDG_RUNTIME_DIR", m_dir.path().toUtf8());
         qunsetenv("PULSE_SERVER");
         qputenv("PATH", m_dir.path().toUtf8() + ":/usr/bin:/bin");
@@ -69,7 +58,7 @@ private slots:
         QTest::addColumn<qint64>("fileSize");
         QTest::addColumn<qint64>("ms"); // -1: not a sound
         const QByteArray pcm = wavHead(1, 1, 8000, 800);
-        const QByteArray padded = "junk"_ba + le32(3) + "abc\0"_ba; // odd length, padded
+        const QByteArray padded = "junk"_ba + le(3u) + "abc\0"_ba; // odd length, padded
         QTest::newRow("PCM") << pcm << pcm.size() + 800 << qint64(100);
         QTest::newRow("cut to the file") << pcm << pcm.size() + 400 << qint64(50);
         QTest::newRow("float") << wavHead(3, 2, 8000, 800) << qint64(10000) << qint64(100);
@@ -81,7 +70,7 @@ private slots:
         QTest::newRow("no channels") << wavHead(1, 0, 8000, 800) << qint64(10000) << qint64(-1);
         QTest::newRow("no rate") << wavHead(1, 1, 0, 800) << qint64(10000) << qint64(-1);
         QTest::newRow("no fmt chunk")
-            << "RIFF\0\0\0\0WAVE"_ba + padded + "data"_ba + le32(8) << qint64(100) << qint64(-1);
+            << "RIFF\0\0\0\0WAVE"_ba + padded + "data"_ba + le(8u) << qint64(100) << qint64(-1);
         QTest::newRow("not RIFF") << "RIFX"_ba + pcm.mid(4) << qint64(10000) << qint64(-1);
     }
     void wavLength()
@@ -96,22 +85,19 @@ private slots:
     void playsThroughTheServersPlayer()
     {
         const QByteArray sound = wavHead(1, 1, 8000, 800) + QByteArray(800, char(0x80));
-        const QString good = m_dir.filePath(u"corto.wav"_s), bad = m_dir.filePath(u"fails.wav"_s);
-        QVERIFY(orvex::test::writeBytes(good, sound) && orvex::test::writeBytes(bad, sound));
-        QVERIFY(orvex::test::writeBytes(m_dir.filePath(u"falso.wav"_s), "RIFX"_ba + sound.mid(4)));
+        const QString good = m_dir.filePath(u"corto.wav"_s), bad = m_dir.filePath(u"fails.wav"_s),
+                      notSound = m_dir.filePath(u"falso.wav"_s);
+        QVERIFY(orvex::test::writeBytes(good, sound) && orvex::test::writeBytes(bad, sound) &&
+                orvex::test::writeBytes(notSound, "RIFX"_ba + sound.mid(4)));
         auto player = createSoundPlayer();
-        QVERIFY(!player->play(m_dir.filePath(u"falso.wav"_s), 1));
-        QVERIFY(!player->play(m_dir.filePath(u"no-existe.wav"_s), 1));
-        QVERIFY(!player->play(good, 0));
-
-        QVERIFY(player->play(good, 3));
-        QVERIFY(player->isPlaying());
+        QVERIFY(!player->play(notSound, 1) && !player->play(good, 0) &&
+                !player->play(m_dir.filePath(u"no-existe.wav"_s), 1));
+        QVERIFY(player->play(good, 3) && player->isPlaying());
         QTRY_VERIFY(!player->isPlaying());
         QVERIFY(player->play(bad, 5));
         QTRY_VERIFY(!player->isPlaying());
-        QFile log(m_dir.filePath(u"log"_s));
-        QVERIFY(log.open(QIODevice::ReadOnly));
-        QCOMPARE(log.readAll(), (QStringList(3, good) << bad).join(u'\n').toUtf8() + '\n');
+        QCOMPARE(orvex::test::readBytes(m_dir.filePath(u"log"_s)),
+                 (QStringList(3, good) << bad).join(u'\n').toUtf8() + '\n');
     }
 };
 

@@ -24,6 +24,7 @@ struct LinkReadBack
     std::string target;
     std::vector<std::string> arguments;
     std::string caption;
+    bool operator==(const LinkReadBack &) const = default;
 };
 LinkReadBack readLink(const std::string &path);
 

@@ -9,10 +9,9 @@ namespace orvex::seamtest {
 
 bool canPing()
 {
-    for (int type : {SOCK_DGRAM, SOCK_RAW}) {
+    for (int type : {SOCK_DGRAM, SOCK_RAW})
         if (const int fd = ::socket(AF_INET, type, IPPROTO_ICMP); fd >= 0)
             return ::close(fd), true;
-    }
     return false;
 }
 

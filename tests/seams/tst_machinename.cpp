@@ -5,22 +5,18 @@
 #include <cctype>
 #include <cstdlib>
 
-TEST_SUITE("machinename")
+TEST_CASE("the computer's name, as the system states it elsewhere" *
+          doctest::test_suite("machinename"))
 {
-    TEST_CASE("the computer's name, as the system states it")
-    {
-        std::string name = orvex::platform::machineName();
-        // As the system states it elsewhere than the seam asks.
 #ifdef _WIN32
-        std::string other = std::getenv("COMPUTERNAME") ? std::getenv("COMPUTERNAME") : "";
+    const char *set = std::getenv("COMPUTERNAME");
+    const std::string other = set ? set : "";
 #else
-        std::string other;
-        std::getline(std::ifstream("/proc/sys/kernel/hostname"), other);
+    std::string other;
+    std::getline(std::ifstream("/proc/sys/kernel/hostname"), other);
 #endif
-        // Windows keeps names in upper case in one place and not in another.
-        for (std::string *s : {&name, &other})
-            std::transform(s->begin(), s->end(), s->begin(),
-                           [](unsigned char c) { return char(std::tolower(c)); });
-        CHECK((!name.empty() && name == other));
-    }
+    // Windows keeps names in upper case in one place and not in another.
+    const auto same = [](unsigned char a, unsigned char b) { return tolower(a) == tolower(b); };
+    const std::string name = orvex::platform::machineName();
+    CHECK((!name.empty() && std::ranges::equal(name, other, same)));
 }

@@ -22,20 +22,16 @@ static bool cache(const std::string &url)
                                 nullptr, nullptr) != FALSE;
 }
 
-TEST_SUITE("urlcache")
+TEST_CASE("an entry is enumerated until it is deleted" * doctest::test_suite("urlcache"))
 {
-    TEST_CASE("an entry is enumerated until it is deleted")
-    {
-        const std::string a = "http://127.0.0.1:9751/DynIP?CMD=KEEPALIVE";
-        const std::string b = "http://127.0.0.1/ox/updatelistfiles.cgi?group=Ox";
-        REQUIRE((cache(a) && cache(b)));
-        const auto urlCache = createUrlCache();
-        const auto listed = [&](const std::string &url) {
-            const auto urls = urlCache->entryUrls();
-            return std::find(urls.begin(), urls.end(), url) != urls.end();
-        };
-        CHECK((listed(a) && listed(b) && urlCache->deleteEntry(a)));
-        CHECK((!listed(a) && listed(b)));
-        CHECK_FALSE(urlCache->deleteEntry(a)); // gone already
-    }
+    const std::string a = "http://127.0.0.1:9751/DynIP?CMD=KEEPALIVE";
+    const std::string b = "http://127.0.0.1/ox/updatelistfiles.cgi?group=Ox";
+    REQUIRE((cache(a) && cache(b)));
+    const auto urlCache = createUrlCache();
+    const auto listed = [&](const std::string &url) {
+        return std::ranges::count(urlCache->entryUrls(), url) == 1;
+    };
+    CHECK((listed(a) && listed(b) && urlCache->deleteEntry(a)));
+    CHECK((!listed(a) && listed(b)));
+    CHECK_FALSE(urlCache->deleteEntry(a)); // gone already
 }

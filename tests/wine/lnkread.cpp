@@ -1,7 +1,6 @@
-// Prints, for each shell link named on the command line, its target, its
-// working folder and its icon as the shell reads them back (IShellLinkW), one
-// line per link: "link|target|folder|icon,index". Exit 1 when one cannot be
-// read. Built with mingw-w64 by the Wine test.
+// Prints, for each shell link named on the command line, its target as the
+// shell reads it back (IShellLinkW), one line per link: "link|target|". Exit 1
+// when one cannot be read. Built with mingw-w64 by the Wine test.
 #include <windows.h>
 
 #include <shlobj.h>
@@ -29,20 +28,16 @@ int wmain(int argc, wchar_t **argv)
     for (int i = 1; i < argc; ++i) {
         IShellLinkW *link = nullptr;
         IPersistFile *file = nullptr;
-        wchar_t target[MAX_PATH] = {}, folder[MAX_PATH] = {}, icon[MAX_PATH] = {};
-        int iconIndex = 0;
+        wchar_t target[MAX_PATH] = {};
         const bool read =
             SUCCEEDED(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER,
                                        IID_IShellLinkW, reinterpret_cast<void **>(&link))) &&
             SUCCEEDED(link->QueryInterface(IID_IPersistFile, reinterpret_cast<void **>(&file))) &&
             SUCCEEDED(file->Load(argv[i], STGM_READ)) &&
-            SUCCEEDED(link->GetPath(target, MAX_PATH, nullptr, 0)) &&
-            SUCCEEDED(link->GetWorkingDirectory(folder, MAX_PATH)) &&
-            SUCCEEDED(link->GetIconLocation(icon, MAX_PATH, &iconIndex));
+            SUCCEEDED(link->GetPath(target, MAX_PATH, nullptr, 0));
         status |= !read;
         if (read)
-            std::printf("%s|%s|%s|%s,%d\n", utf8(argv[i]).c_str(), utf8(target).c_str(),
-                        utf8(folder).c_str(), utf8(icon).c_str(), iconIndex);
+            std::printf("%s|%s|\n", utf8(argv[i]).c_str(), utf8(target).c_str());
         for (IUnknown *object : {static_cast<IUnknown *>(file), static_cast<IUnknown *>(link)})
             if (object)
                 object->Release();
