@@ -102,15 +102,12 @@ private slots:
             QVERIFY(f.downloads.DownloadAndRun(u"lista.txt"_s, {}, u"ox"_s, overwrite, true, true));
             const bool asked = !before.isNull() && !overwrite;
             QCOMPARE(f.boxes.asked.size(), size_t(asked));
-            if (asked)
-                QCOMPARE(f.boxes.asked[0].defaultButton, platform::DefaultButton::Second);
+            QVERIFY(!asked || f.boxes.asked[0].defaultButton == platform::DefaultButton::Second);
             const bool fetched = !asked || yes;
-            QCOMPARE(f.transfer.reads, fetched
-                                           ? QStringList{u"lista.txt|http://"_s + f.home.host() +
-                                                         u"/ox/lista.txt|1|"_s + local}
-                                           : QStringList());
-            if (fetched)
-                QCOMPARE(f.status.captions.last(), u"%1/%1"_s.arg(body.size()));
+            const QString url = u"http://"_s + f.home.host() + u"/ox/lista.txt|1|"_s + local;
+            QCOMPARE(f.transfer.reads,
+                     fetched ? QStringList{u"lista.txt|"_s + url} : QStringList());
+            QVERIFY(!fetched || f.status.captions.last() == u"%1/%1"_s.arg(body.size()));
             QCOMPARE(test::readBytes(local), after);
             // Nothing else is left: no part file, nothing set aside.
             QCOMPARE(f.instalables(), after.isNull() ? QStringList() : QStringList{u"lista.txt"_s});
@@ -139,10 +136,10 @@ private slots:
         for (const auto &[name, served, result, after] : rows) {
             Fixture f;
             f.home.route("/", Answer::reply(served));
-            QDir(f.folder.path()).mkdir(u"bin"_s);
             const QString local = f.path(u"bin/Tool.exe"_s);
-            QVERIFY(test::writeBytes(local, "viejo"));
-            QFile::setPermissions(local, QFile::permissions(local) | QFile::ExeOwner);
+            QVERIFY(QDir(f.folder.path()).mkdir(u"bin"_s) && test::writeBytes(local, "viejo") &&
+                    QFile::setPermissions(local,
+                                          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
             QCOMPARE(OnlineUpdate(f.c).UpdateIfIsPossible(u"Grúa Sur"_s, u"PC-1"_s, u"Ox"_s, name),
                      result);
             QCOMPARE(test::readBytes(local), after);
@@ -195,9 +192,7 @@ private slots:
     void saveSendsTheArchive()
     {
         const QByteArray ok = "HTTP/1.0 200 OK\r\n\r\nR:OK\r\n.END.\r\n", none;
-        const auto refused = [](int status) -> QByteArray {
-            return "HTTP/1.0 " + QByteArray::number(status) + " No\r\n\r\n";
-        };
+        const auto refused = [](int n) { return u"HTTP/1.0 %1 No\r\n\r\n"_s.arg(n).toLatin1(); };
         // The GET's answer (empty: none at all), the POST's (null: no POST may come), taken.
         QList<std::tuple<QByteArray, QByteArray, bool>> rows{
             {ok, none, true},
@@ -255,8 +250,8 @@ private slots:
             QCOMPARE(f.timer, timerBefore);
             QCOMPARE(timerDuring, QList<bool>(shortcuts, false));
             QCOMPARE(f.avance.value(f.avance.size() - 1), caption);
-            if (!f.home.requests.isEmpty())
-                QVERIFY(f.home.requests[0].contains("?empresa=Gr%FAa+Sur&pcname="));
+            QVERIFY(f.home.requests.isEmpty() ||
+                    f.home.requests[0].contains("?empresa=Gr%FAa+Sur&pcname="));
             QCOMPARE(f.adds.INI_GetString(u"A"_s, u"k"_s, u"-"_s), u"v"_s);
         }
     }

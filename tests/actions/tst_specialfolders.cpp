@@ -16,10 +16,10 @@ struct RecordingShell final : platform::ShellFolders
     using Lookup = platform::FolderLookup;
     Lookup specialFolder(int id) override
     {
-        if (refused.count(id))
-            return {Lookup::Outcome::Refused, {}, refused[id]};
-        return id == noPathId ? Lookup{Lookup::Outcome::NoPath, {}, 5}
-                              : Lookup{Lookup::Outcome::Found, "/menus/" + std::to_string(id), 0};
+        // The desktop (16) has no path.
+        return refused.count(id) ? Lookup{Lookup::Outcome::Refused, {}, refused[id]}
+               : id == 16        ? Lookup{Lookup::Outcome::NoPath, {}, 5}
+                          : Lookup{Lookup::Outcome::Found, "/menus/" + std::to_string(id), 0};
     }
     Lookup systemFolder(platform::SystemFolder which) override
     {
@@ -47,11 +47,8 @@ struct RecordingShell final : platform::ShellFolders
     }
 
     std::map<int, std::uint32_t> refused;
-    int noPathId = -1;
-    bool systemRefused = false;
     std::uint32_t platformId = 2;
-    bool machineWide = true;
-    bool writes = true;
+    bool systemRefused = false, machineWide = true, writes = true;
     std::vector<std::string> groups, links;
 };
 
@@ -88,12 +85,10 @@ private slots:
     // The toolkit's rule looks at the second character, not the first.
     void groupNamesAreMadeRelative()
     {
-        for (const auto &[name, relative] : {std::pair{u"Sendaro"_s, u".\\Sendaro"_s},
-                                             {u".oculto"_s, u".oculto"_s},
-                                             {u"X\\Y"_s, u".X\\Y"_s},
-                                             {u"\\Grupo"_s, u".\\\\Grupo"_s},
-                                             {QString(), u".\\"_s}})
-            QCOMPARE(SpecialFolders::relativeGroupName(name), relative);
+        for (const QString &row :
+             u"Sendaro>.\\Sendaro|.oculto>.oculto|X\\Y>.X\\Y|\\Grupo>.\\\\Grupo|>.\\"_s.split(u'|'))
+            QCOMPARE(SpecialFolders::relativeGroupName(row.section(u'>', 0, 0)),
+                     row.section(u'>', 1));
     }
 
     // Failures become events and empty paths; a missing menu writes nothing.
@@ -101,7 +96,6 @@ private slots:
     {
         RecordingShell shell;
         shell.refused = {{2, 2}, {11, 1234567}};
-        shell.noPathId = 16;
         shell.systemRefused = true;
         QStringList told;
         SpecialFolders folders(shell, [&](qint32 n, const QString &d, const QString &s) {
