@@ -38,12 +38,6 @@ Outcome runProgram(const QString &program, const QStringList &args, const QStrin
 
 const QString oxzip = qEnvironmentVariable("ORVEX_BINARY_DIR") + u"/src/app/oxzip"_s;
 
-Outcome add(const QString &archive, const QStringList &patterns)
-{
-    return runProgram(oxzip,
-                      QStringList{u"-add"_s, u"-directories=relative"_s, archive} + patterns);
-}
-
 Outcome extract(const QString &archive, const QString &folder)
 {
     return runProgram(oxzip, {u"-extract"_s, u"-overwrite=all"_s, archive, folder});
@@ -53,9 +47,8 @@ Outcome extract(const QString &archive, const QString &folder)
 // saying `reason`, nothing from a sanitizer.
 bool failed(const Outcome &outcome, const QByteArray &reason, int status = kFailed)
 {
-    const QByteArray &err = outcome.err;
-    return outcome.status == status && err.startsWith("oxzip: ") && err.endsWith('\n') &&
-           err.count('\n') == 1 && err.contains(reason);
+    return outcome.status == status && outcome.err.startsWith("oxzip: ") &&
+           outcome.err.indexOf('\n') == outcome.err.size() - 1 && outcome.err.contains(reason);
 }
 
 Tree treeOf(const QString &root)
@@ -65,8 +58,7 @@ Tree treeOf(const QString &root)
                     QDirIterator::Subdirectories);
     while (it.hasNext()) {
         const QFileInfo info = it.nextFileInfo();
-        const QString name = QDir(root).relativeFilePath(info.filePath());
-        tree.insert(info.isDir() ? name + u'/' : name,
+        tree.insert(QDir(root).relativeFilePath(info.filePath()) + (info.isDir() ? u"/"_s : u""_s),
                     info.isDir() ? QByteArray() : readBytes(info.filePath()));
     }
     return tree;
@@ -165,8 +157,7 @@ QByteArray craft(const QList<Entry> &entries)
 // A missing archiver skips its case, except where CI=true: there all must be installed.
 #define REQUIRE_TOOL(name)                                                                         \
     if (QStandardPaths::findExecutable(name).isEmpty()) {                                          \
-        if (qEnvironmentVariable("CI") == u"true"_s)                                               \
-            QFAIL("an archiver is not installed (scripts/install-deps)");                          \
+        QVERIFY2(qEnvironmentVariable("CI") != u"true"_s, "an archiver is not installed");         \
         QSKIP("an archiver is not installed (scripts/install-deps)");                              \
     }
 
@@ -224,10 +215,10 @@ private slots:
             QFile::link(dir.path(), ox + u"/sub dir/up"_s) &&
             QFile::link(dir.path(), ox + u"/atajo"_s) &&
             writeBytes(archive, "an old archive, replaced"));
-        const Outcome saved =
-            add(archive,
-                {ox + u"/*.ini"_s, ox + u"\\*.dbs"_s, ox + u"/*.none"_s, ox + u"/sub dir"_s,
-                 ox + u"/Orvex.ini"_s, ox + u"/vacía"_s, ox + u"/atajo"_s, ox + u"/falta.ini"_s});
+        const Outcome saved = runProgram(
+            oxzip, {u"-add"_s, u"-directories=relative"_s, archive, ox + u"/*.ini"_s,
+                    ox + u"\\*.dbs"_s, ox + u"/*.none"_s, ox + u"/sub dir"_s, ox + u"/Orvex.ini"_s,
+                    ox + u"/vacía"_s, ox + u"/atajo"_s, ox + u"/falta.ini"_s});
         QCOMPARE(saved.status, 0);
         QCOMPARE(saved.err.count("oxzip: se omite"), 3);
 
