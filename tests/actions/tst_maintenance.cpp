@@ -29,13 +29,11 @@ struct Fixture
         QDir(folder.path()).mkdir(u"Instalables"_s);
         // Replies above 512 bytes go to a spool, as gigabytes would.
         adds.setReplySpool(path(u"Instalables"_s), 512);
+        // An archiver stand-in; the archive it writes holds bytes of every kind.
+        test::writeBytes(path(u"Instalables/pkzip25.exe"_s),
+                         "#!/bin/sh\nprintf 'PK\\003\\004 A\\361o-.\\n' > \"$3\"\n");
     }
     QString path(const QString &name) const { return folder.filePath(name); }
-    // An archiver stand-in in "Instalables".
-    void writeTool(const QByteArray &body)
-    {
-        QVERIFY(test::writeBytes(path(u"Instalables/pkzip25.exe"_s), "#!/bin/sh\n" + body));
-    }
     QStringList instalables() const
     {
         return QDir(path(u"Instalables"_s)).entryList(QDir::Files | QDir::Hidden);
@@ -109,7 +107,8 @@ private slots:
             QVERIFY(!fetched || f.status.captions.last() == u"%1/%1"_s.arg(body.size()));
             QCOMPARE(test::readBytes(local), after);
             // Nothing else is left: no part file, nothing set aside.
-            QCOMPARE(f.instalables(), after.isNull() ? QStringList() : QStringList{u"lista.txt"_s});
+            QCOMPARE(f.instalables().join(u' '),
+                     after.isNull() ? u"pkzip25.exe"_s : u"lista.txt pkzip25.exe"_s);
             QCOMPARE(f.cmdAccion, (QList<bool>{false, true}));
         }
         QCOMPARE(Downloads::serverPathForUrl(u"/a/ñ mi v1.2"_s), u"/a/%F1%20mi%20v1%2E2/"_s);
@@ -151,7 +150,7 @@ private slots:
                                                    "2Eexe&version=0%2E0%2E0%2E0 HTTP/1.0"});
             QCOMPARE(f.cmdAccion, (QList<bool>{false, true}));
             QCOMPARE(f.instalables() + QDir(f.path(u"bin"_s)).entryList(QDir::Files | QDir::Hidden),
-                     QStringList{u"Tool.exe"_s});
+                     (QStringList{u"pkzip25.exe"_s, u"Tool.exe"_s}));
         }
     }
 
@@ -207,8 +206,6 @@ private slots:
                          getAnswer.isEmpty() ? Answer().close() : Answer::reply(getAnswer));
             f.home.route("POST /ox/uploadconfiguration.cgi", Answer::reply(postAnswer));
             QVERIFY(test::writeBytes(f.path(u"Instalables/Configuracion.zip"_s), "la de ayer"));
-            // The archive the tool builds: bytes of every kind.
-            f.writeTool("printf 'PK\\003\\004 A\\361o-.\\n' > \"$3\"\n");
             ConfigurationBackup(f.c, f.downloads).save(u"Grúa Sur"_s, u"PC-1"_s);
             const QByteArray fields = "empresa=Gr%FAa+Sur&pcname=PC%2D1&filename=Configuracion.zip"
                                       "&content=PK%03%04+A%F1o%2D%2E%0A";
@@ -237,7 +234,6 @@ private slots:
               {u"Guardar configuración por Internet"_s, false, 0, u"Backup correcto!."_s}}) {
             Fixture f;
             f.home.route("/", Answer::ok("R:OK"));
-            f.writeTool("exit 0\n");
             QVERIFY(test::writeBytes(f.path(u"Orvex.ini"_s), "[Registracion]\r\nEmpresa=Gr\xFA"
                                                              "a Sur\r\n"));
             QVERIFY(test::writeBytes(f.path(u"otro.ini"_s), "[A]\r\nk=v\r\n"));
@@ -260,7 +256,6 @@ private slots:
     void anActionPressedDuringAKeepAliveFollowsIt()
     {
         Fixture f;
-        f.writeTool("printf 'PK' > \"$3\"\n");
         f.home.route("/DynIP",
                      Answer().trickle("HTTP/1.0 200 OK\r\n\r\nR:OK Lumaris\r\n.END.\r\n", 5, 20));
         f.home.route("/ox/uploadconfiguration.cgi", Answer::ok("R:OK\r\n.END.\r\n"));
