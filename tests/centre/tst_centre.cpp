@@ -149,9 +149,9 @@ private slots:
     {
         QTemporaryDir data;
         const QByteArray archive = "PK\x03\x04" + QByteArray(3 << 20, '\xF1');
-        const QByteArray fields = "empresa=Gr%FAa+Sur&pcname=PC%2D1&filename=Configuracion.zip&"
-                                  "content=" +
-                                  archive.toPercentEncoding();
+        const QByteArray fields =
+            "empresa=Gr%FAa+Sur&pcname=PC%2D1&filename=Configuracion.zip&content=" +
+            archive.toPercentEncoding();
         {
             CentreServer c(options(data.path()));
             QVERIFY(c.start());
@@ -169,20 +169,19 @@ private slots:
                      "R:ERROR sin archivo\r\n.END.\r\n"_ba);
             QVERIFY(post(p.home, "a=1", "text/plain").startsWith("HTTP/1.0 415"));
         }
-        const QString module = data.filePath(u"updates/Ox"_s);
-        QDir().mkpath(module + u"/bin"_s);
+        const QString module = data.filePath(u"updates/Ox/"_s);
         const QByteArray v2 = test::pe::buildImage({.version = {2, 0, 0, 0}});
-        QVERIFY(test::writeBytes(module + u"/bin/Tool.exe"_s, v2));
-        QVERIFY(test::writeBytes(module + u"/Ayuda.hlp"_s, "ayuda sin version"));
-        QVERIFY(test::writeBytes(module + u"/Grande.dat"_s, QByteArray(1000, 'g')));
+        QVERIFY(QDir().mkpath(module + u"bin"_s) &&
+                test::writeBytes(module + u"bin/Tool.exe"_s, v2) &&
+                test::writeBytes(module + u"Ayuda.hlp"_s, "ayuda sin version") &&
+                test::writeBytes(module + u"Grande.dat"_s, QByteArray(1000, 'g')));
         CentreOptions o = options(data.path());
         o.truncate = {u"Grande.dat"_s};
         CentreServer again(o);
         QVERIFY(again.start());
         const auto p = again.ports();
         QCOMPARE(test::readBytes(data.filePath(u"providers/prov1/delays.txt"_s)),
-                 "Gr\xFA"
-                 "a Norte\t01:30\t\r\n"_ba);
+                 u"Grúa Norte\t01:30\t\r\n"_s.toLatin1());
         const QByteArray length = "\r\nContent-length: " + QByteArray::number(archive.size());
         for (const QByteArray pc : {"PC%2D1", "PC2"}) {
             const QByteArray back =
