@@ -83,13 +83,13 @@ void makeConfiguration(const QString &root)
 // bytes, link entries, sizes that lie.
 struct Entry
 {
-    QByteArray name;
-    QByteArray data;    // exactly as stored
-    quint16 method = 0; // 0 stored, 8 deflated
-    quint32 crc = 0;
-    quint32 size = 0;                  // declared
-    quint32 external = 0100644u << 16; // Unix mode, as the host below
-    QByteArray extra;                  // central header only
+    // The data exactly as stored; the method 0 (stored) or 8 (deflated); the
+    // size declared; the Unix mode, as the host below; an extra field for the
+    // central header only.
+    QByteArray name, data;
+    quint16 method = 0;
+    quint32 crc = 0, size = 0, external = 0100644u << 16;
+    QByteArray extra;
 };
 
 // `value` as a little-endian field of `bytes` bytes.
