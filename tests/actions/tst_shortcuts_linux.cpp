@@ -98,9 +98,9 @@ private slots:
         QCOMPARE(execOf(group + u"/Orvex.desktop"_s), runsTheAgent);
         // A help file is opened, not run.
         const Entry help = readEntry(group + u"/Ayuda de SendaroGestion.desktop"_s);
-        const QUrl helpFile = QUrl::fromLocalFile(folder + u"/SendaroGestion.hlp"_s);
         QCOMPARE(help[u"Type"_s] + help[u"URL"_s],
-                 u"Link"_s + helpFile.toString(QUrl::FullyEncoded));
+                 u"Link"_s + QUrl::fromLocalFile(folder + u"/SendaroGestion.hlp"_s)
+                                 .toString(QUrl::FullyEncoded));
 
         const QString autostart = path(u"sysconfig/autostart"_s);
         QVERIFY(QDir().mkpath(autostart + u"/SD Sur.desktop"_s));

@@ -90,11 +90,10 @@ private slots:
         SpecialFolders folders(shell, [&](qint32 n, const QString &d, const QString &s) {
             told << u"%1|%2|%3"_s.arg(n).arg(d, s);
         });
-        QCOMPARE(told, (QStringList{u"5|Failed to retrieve folder location."
-                                    u"|SpecialFolders.GetFolderLocation"_s,
-                                    u"2|No está.|SpecialFolders.GetFolderLocation"_s,
-                                    u"1234567|Error (1234567) not defined."
-                                    u"|SpecialFolders.GetFolderLocation"_s,
+        const QString lookup = u"|SpecialFolders.GetFolderLocation"_s;
+        QCOMPARE(told, (QStringList{u"5|Failed to retrieve folder location."_s + lookup,
+                                    u"2|No está."_s + lookup,
+                                    u"1234567|Error (1234567) not defined."_s + lookup,
                                     u"2|No está.|SpecialFolders.Initialize"_s}));
         // The refused ones empty, the others found.
         QCOMPARE(folders.Desktop + folders.StartMenuPrograms + folders.WindowsSystem + u'|' +
