@@ -114,74 +114,60 @@ private slots:
         QCOMPARE(Downloads::serverPathForUrl(u"/a/ñ mi v1.2"_s), u"/a/%F1%20mi%20v1%2E2/"_s);
     }
 
-    // Up to five bytes of body mean "nothing to do"; replies above 512 bytes
-    // arrive through a spool, the others in memory. Names that would reach
-    // outside the program folder are refused before anything is asked.
-    void oneFileOfAnUpdate()
+    // The module key asked for (blank or cancelled: the general one), the
+    // scan off meanwhile, and the list read up to its first empty line. Of
+    // the file listed, up to five bytes of body mean "nothing to do"; replies
+    // above 512 bytes arrive through a spool, the others in memory. Names
+    // that would reach outside the program folder are not even asked for.
+    void anUpdateFetchesTheListedFile()
     {
         const QString tool = u"bin\\Tool.exe"_s;
         const QByteArray ok = "HTTP/1.0 200 OK\r\n", old = "viejo", thousand(1000, 'n');
-        // Name, the whole reply, the result, the local file afterwards.
-        QList<std::tuple<QString, QByteArray, bool, QByteArray>> rows{
-            {tool, ok + "\r\n12345", true, old}, // five bytes: nothing to do
-            {tool, ok + "\r\n123456", true, "123456"_ba},
-            {tool, ok + "content-length: 1000\r\n\r\n" + thousand, true, thousand},
-            {tool, ok + "Content-Length: 1200\r\n\r\n" + thousand, false, old},
-            {tool, ok + thousand, true, old}}; // no empty line
+        const std::optional<QString> cancelled;
+        // The key typed, the name listed first, the reply to it, the local file afterwards.
+        QList<std::tuple<std::optional<QString>, QString, QByteArray, QByteArray>> rows{
+            {u"Gestión"_s, tool, ok + "\r\n12345", old}, // five bytes: nothing to do
+            {QString(), tool, ok + "\r\n123456", "123456"_ba},
+            {cancelled, tool, ok + "content-length: 1000\r\n\r\n" + thousand, thousand},
+            {cancelled, tool, ok + "Content-Length: 1200\r\n\r\n" + thousand, old},
+            {cancelled, tool, ok + thousand, old}}; // no empty line
         for (const QString &outside : {u"\\Windows\\x.dll"_s, u"C:x.dll"_s, u"bin/../../x"_s,
                                        u"bin\\Tool.exe\0.txt"_s, u"a\x7F.txt"_s})
-            rows.append({outside, ok + "\r\n123456", false, old});
-        for (const auto &[name, served, result, after] : rows) {
+            rows.append({cancelled, outside, ok + "\r\n123456", old});
+        for (const auto &[typed, name, served, after] : rows) {
             Fixture f;
-            f.home.route("/", Answer::reply(served));
+            f.boxes.inputs = {typed};
+            f.home.route("/ox/updatelistfiles.cgi",
+                         Answer::ok(name.toLatin1() + "\r\n\r\ndos.exe\r\n.END.\r\n"));
+            f.home.route("/ox/updategetfile.cgi", Answer::reply(served));
             const QString local = f.path(u"bin/Tool.exe"_s);
             QVERIFY(QDir(f.folder.path()).mkdir(u"bin"_s) && test::writeBytes(local, "viejo") &&
                     QFile::setPermissions(local,
                                           QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
-            QCOMPARE(OnlineUpdate(f.c).UpdateIfIsPossible(u"Grúa Sur"_s, u"PC-1"_s, u"Ox"_s, name),
-                     result);
-            QCOMPARE(test::readBytes(local), after);
-            QVERIFY(QFileInfo(local).isExecutable()); // a replaced program still runs
-            // Its own key order, every value escaped, the version of the file here.
-            QCOMPARE(f.home.requestLines(),
-                     name != tool ? QByteArrayList()
-                                  : QByteArrayList{"GET /ox/updategetfile.cgi?empresa=Gr%FAa+Sur&"
-                                                   "group=Ox&pcname=PC%2D1&filename=bin%5CTool%"
-                                                   "2Eexe&version=0%2E0%2E0%2E0 HTTP/1.0"});
-            QCOMPARE(f.cmdAccion, (QList<bool>{false, true}));
-            QCOMPARE(f.instalables() + QDir(f.path(u"bin"_s)).entryList(QDir::Files | QDir::Hidden),
-                     (QStringList{u"pkzip25.exe"_s, u"Tool.exe"_s}));
-        }
-    }
-
-    // The module key asked for (blank or cancelled: the general one), the
-    // scan off meanwhile, and the list read up to its first empty line.
-    void theUpdateChecksTheListUpToItsFirstEmptyLine()
-    {
-        for (const auto &[typed, group] : {std::pair{std::optional(u"Gestión"_s), "Gesti%F3n"_ba},
-                                           {std::optional(QString()), "Ox"_ba},
-                                           {std::optional<QString>(), "Ox"_ba}}) {
-            Fixture f;
-            f.boxes.inputs = {typed};
-            f.home.route("/ox/updatelistfiles.cgi",
-                         Answer::ok("uno.exe\r\n\r\ndos.exe\r\n.END.\r\n"));
-            f.home.route("/ox/updategetfile.cgi", Answer::ok("OK"));
             QList<bool> timerDuring;
             f.home.onRequest = [&](const QByteArray &) { timerDuring << f.timer; };
-            OnlineUpdate(f.c).run(u"Empresa"_s, u"PC"_s);
-            QCOMPARE(timerDuring, (QList<bool>{false, false}));
-            // The list, then only the first file.
-            QCOMPARE(f.home.requestLines(),
-                     (QByteArrayList{
-                         "GET /ox/updatelistfiles.cgi?empresa=Empresa&pcname=PC&group=" + group +
-                             " HTTP/1.0",
-                         "GET /ox/updategetfile.cgi?empresa=Empresa&group=" + group +
-                             "&pcname=PC&filename=uno%2Eexe&version=0%2E0%2E0%2E0 HTTP/1.0"}));
-            QCOMPARE(f.avance, (QStringList{u"..."_s, u"Chequeando uno.exe"_s,
+            OnlineUpdate(f.c).run(u"Grúa Sur"_s, u"PC-1"_s);
+            QCOMPARE(test::readBytes(local), after);
+            QVERIFY(QFileInfo(local).isExecutable()); // a replaced program still runs
+            // Their own key orders, every value escaped, the version of the file here.
+            const QByteArray group = typed.value_or(QString()).isEmpty() ? "Ox" : "Gesti%F3n";
+            QByteArrayList lines{
+                "GET /ox/updatelistfiles.cgi?empresa=Gr%FAa+Sur&pcname=PC%2D1&group=" + group +
+                " HTTP/1.0"};
+            if (name == tool)
+                lines << "GET /ox/updategetfile.cgi?empresa=Gr%FAa+Sur&group=" + group +
+                             "&pcname=PC%2D1&filename=bin%5CTool%2Eexe&version=0%2E0%2E0%2E0 "
+                             "HTTP/1.0";
+            QCOMPARE(f.home.requestLines(), lines);
+            QCOMPARE(timerDuring, QList<bool>(lines.size(), false));
+            QVERIFY(f.timer); // the update turns the scan back on itself
+            QCOMPARE(f.avance, (QStringList{u"..."_s, u"Chequeando "_s + name,
                                             u"Actualización finalizada!"_s}));
             // Asked once; told before and after.
             QCOMPARE(f.boxes.inputsAsked.size() + f.boxes.messages().size(), size_t(3));
-            QVERIFY(f.timer); // the update turns the scan back on itself
+            QCOMPARE(f.cmdAccion, (QList<bool>{false, true}));
+            QCOMPARE(f.instalables() + QDir(f.path(u"bin"_s)).entryList(QDir::Files | QDir::Hidden),
+                     (QStringList{u"pkzip25.exe"_s, u"Tool.exe"_s}));
         }
     }
 
