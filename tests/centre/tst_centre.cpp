@@ -108,36 +108,10 @@ private slots:
         }
     }
 
-    void keepAlivesAreKeptAndCanBeFailed()
-    {
-        QTemporaryDir data;
-        CentreServer c(options(data.path()));
-        QVERIFY(c.start());
-        const auto p = c.ports();
-        const QByteArray target = "/DynIP?CMD=KEEPALIVE&&DOMAINNAME=Prov\xF1&&REMOTEIP=192.168.0.1";
-        QCOMPARE(body(get(p.keepAlive, target)), "R:OK Lumaris\r\n.END.\r\n"_ba);
-        // What is not a keep-alive leaves no provider behind.
-        QVERIFY(
-            get(p.keepAlive, "/DynIP?CMD=KEEPALIVE&&DOMAINNAME=..%2Fx").startsWith("HTTP/1.0 400"));
-        QUdpSocket udp;
-        udp.writeDatagram("\x16\x03\x01 hello", QHostAddress::LocalHost, p.datagram);
-        udp.writeDatagram("Prov\xF1", QHostAddress::LocalHost, p.datagram);
-        // The TLS greeting is no provider; the request as it came is the end-to-end run's.
-        QTRY_COMPARE(providers(p.home)[u"Provñ"_s][u"keepalive"_s].toObject().keys(),
-                     (QStringList{u"http"_s, u"udp"_s}));
-        QCOMPARE(providers(p.home).keys(), QStringList{u"Provñ"_s});
-
-        QCOMPARE(get(p.home, "/control?fail=1"),
-                 "HTTP/1.0 200 OK\r\nContent-Type: text/plain; charset=windows-1252\r\n"
-                 "Content-length: 13\r\nConnection: close\r\n\r\nR:OK\r\n.END.\r\n"_ba);
-        QVERIFY(get(p.keepAlive, target).contains("R:ERROR servicio detenido"));
-        QVERIFY(get(p.home, "/").contains("<p>Keep-alives: fallan a propósito</p>"));
-        QVERIFY(get(p.delays, "/control?fail=maybe").startsWith("HTTP/1.0 400")); // any port
-    }
-
-    // The centre started again serves what the first one took, and the
-    // update files: a program only to an older one, only the listed names.
-    void delaysConfigurationsAndUpdates()
+    // Keep-alives are kept, and can be made to fail. The centre started
+    // again serves what the first one took, and the update files: a program
+    // only to an older one, only the listed names.
+    void keepAlivesDelaysConfigurationsAndUpdates()
     {
         QTemporaryDir data;
         const QByteArray archive = "PK\x03\x04" + QByteArray(3 << 20, '\xF1');
@@ -148,6 +122,27 @@ private slots:
             CentreServer c(options(data.path()));
             QVERIFY(c.start());
             const auto p = c.ports();
+            const QByteArray target =
+                "/DynIP?CMD=KEEPALIVE&&DOMAINNAME=Prov\xF1&&REMOTEIP=192.168.0.1";
+            QCOMPARE(body(get(p.keepAlive, target)), "R:OK Lumaris\r\n.END.\r\n"_ba);
+            // What is not a keep-alive leaves no provider behind.
+            QVERIFY(get(p.keepAlive, "/DynIP?CMD=KEEPALIVE&&DOMAINNAME=..%2Fx")
+                        .startsWith("HTTP/1.0 400"));
+            QUdpSocket udp;
+            udp.writeDatagram("\x16\x03\x01 hello", QHostAddress::LocalHost, p.datagram);
+            udp.writeDatagram("Prov\xF1", QHostAddress::LocalHost, p.datagram);
+            // The TLS greeting is no provider; the request as it came is the end-to-end run's.
+            QTRY_COMPARE(providers(p.home)[u"Provñ"_s][u"keepalive"_s].toObject().keys(),
+                         (QStringList{u"http"_s, u"udp"_s}));
+            QCOMPARE(providers(p.home).keys(), QStringList{u"Provñ"_s});
+
+            QCOMPARE(get(p.home, "/control?fail=1"),
+                     "HTTP/1.0 200 OK\r\nContent-Type: text/plain; charset=windows-1252\r\n"
+                     "Content-length: 13\r\nConnection: close\r\n\r\nR:OK\r\n.END.\r\n"_ba);
+            QVERIFY(get(p.keepAlive, target).contains("R:ERROR servicio detenido"));
+            QVERIFY(get(p.home, "/").contains("<p>Keep-alives: fallan a propósito</p>"));
+            QVERIFY(get(p.delays, "/control?fail=maybe").startsWith("HTTP/1.0 400")); // any port
+
             QVERIFY(body(get(p.delays, "/ox//demoras.cgi?Prestador=prov1&Content=Gr%FAa+Norte"
                                        "%0901%3A30%09%0D%0A"))
                         .startsWith("R:OK"));
