@@ -5,7 +5,6 @@
 #include "platform/DesktopEntry.h"
 #include "platform/ShellFolders.h"
 
-#include <QProcess>
 #include <QtTest>
 
 using namespace orvex;

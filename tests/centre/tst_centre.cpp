@@ -2,10 +2,6 @@
 #include "common/TestSupport.h"
 #include "support/helpers/PeImageWriter.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QProcess>
-#include <QSignalSpy>
 #include <QTcpSocket>
 #include <QtTest>
 
@@ -46,12 +42,6 @@ QByteArray body(const QByteArray &reply)
     return reply.mid(reply.indexOf("\r\n\r\n") + 4);
 }
 
-// The providers as /status.json lists them.
-QJsonObject providers(quint16 port)
-{
-    return QJsonDocument::fromJson(body(get(port, "/status.json")))[u"providers"_s].toObject();
-}
-
 } // namespace
 
 class TestCentre : public QObject
@@ -81,10 +71,8 @@ private slots:
             if (p.kind == K::NeedMore)
                 p = parseRequest(raw, scanned, 1000);
             QCOMPARE(p.kind, kind);
-            if (kind == K::Complete) {
-                QCOMPARE(p.request.fields().toByteArray(), fields);
-                QCOMPARE(p.consumed, raw.size());
-            }
+            QVERIFY(kind != K::Complete ||
+                    (p.request.fields() == fields && p.consumed == raw.size()));
         }
     }
 
@@ -132,9 +120,13 @@ private slots:
             udp.writeDatagram("\x16\x03\x01 hello", QHostAddress::LocalHost, p.datagram);
             udp.writeDatagram("Prov\xF1", QHostAddress::LocalHost, p.datagram);
             // The TLS greeting is no provider; the request as it came is the end-to-end run's.
-            QTRY_COMPARE(providers(p.home)[u"Provñ"_s][u"keepalive"_s].toObject().keys(),
+            // The providers as /status.json lists them.
+            const auto providers = [&] {
+                return QJsonDocument::fromJson(body(get(p.home, "/status.json")))[u"providers"_s];
+            };
+            QTRY_COMPARE(providers()[u"Provñ"_s][u"keepalive"_s].toObject().keys(),
                          (QStringList{u"http"_s, u"udp"_s}));
-            QCOMPARE(providers(p.home).keys(), QStringList{u"Provñ"_s});
+            QCOMPARE(providers().toObject().keys(), QStringList{u"Provñ"_s});
 
             QCOMPARE(get(p.home, "/control?fail=1"),
                      "HTTP/1.0 200 OK\r\nContent-Type: text/plain; charset=windows-1252\r\n"
