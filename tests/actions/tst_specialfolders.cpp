@@ -10,16 +10,17 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// A shell whose folders are "/menus/<id>" and which notes every link.
+// A shell whose folders are "/menus/<id>" and which notes every link with
+// the group it went to.
 struct RecordingShell final : platform::ShellFolders
 {
     using Lookup = platform::FolderLookup;
     Lookup specialFolder(int id) override
     {
-        if (refused.count(id))
-            return {Lookup::Outcome::Refused, {}, refused[id]};
-        return id == noPathId ? Lookup{Lookup::Outcome::NoPath, {}, 5}
-                              : Lookup{Lookup::Outcome::Found, "/menus/" + std::to_string(id), 0};
+        // The desktop (16) has no path.
+        return refused.count(id) ? Lookup{Lookup::Outcome::Refused, {}, refused[id]}
+               : id == 16        ? Lookup{Lookup::Outcome::NoPath, {}, 5}
+                          : Lookup{Lookup::Outcome::Found, "/menus/" + std::to_string(id), 0};
     }
     Lookup systemFolder(platform::SystemFolder which) override
     {
@@ -28,15 +29,11 @@ struct RecordingShell final : platform::ShellFolders
                    : Lookup{Lookup::Outcome::Found, "/sys", 0};
     }
     platform::SystemVersion version() override { return {4, 10, 1998, platformId, {}}; }
-    std::string errorText(std::uint32_t number) override
-    {
-        return number == 2 ? "The system cannot find the file specified." : "";
-    }
+    std::string errorText(std::uint32_t number) override { return number == 2 ? "No está." : ""; }
     std::string groupFolder(const std::string &base, const std::string &relative,
                             bool allUsers) override
     {
-        groups.push_back(relative + (allUsers ? " all" : " user"));
-        return base + "/group";
+        return base + '/' + relative + (allUsers ? " all" : " user");
     }
     bool machineWideMenusWritable() override { return machineWide; }
     bool writeShellLink(const platform::ShellLink &link) override
@@ -47,12 +44,9 @@ struct RecordingShell final : platform::ShellFolders
     }
 
     std::map<int, std::uint32_t> refused;
-    int noPathId = -1;
-    bool systemRefused = false;
     std::uint32_t platformId = 2;
-    bool machineWide = true;
-    bool writes = true;
-    std::vector<std::string> groups, links;
+    bool systemRefused = false, machineWide = true, writes = true;
+    std::vector<std::string> links;
 };
 
 } // namespace
@@ -63,37 +57,27 @@ class TestSpecialFolders : public QObject
 
 private slots:
     // Which menu takes the shortcut: Programs or the Start menu, the
-    // machine's or the user's.
-    void theBaseFolderFollowsTheFlags()
+    // machine's or the user's. The group name is made relative by the
+    // toolkit's rule, which looks at the second character, not the first.
+    void theMenuFollowsTheFlags()
     {
         // All users, in Programs, "1": the consumer family, "-": the machine's not writable.
-        for (const QString &row :
-             u"AP=23 all|P=2 user|A=22 all|=11 user|AP1=2 user|A-=11 user"_s.split(u'|')) {
-            const QString flags = row.section(u'=', 0, 0), link = row.section(u'=', 1);
+        for (const auto &[flags, group, folder] :
+             {std::tuple{u"AP"_s, u"Sendaro"_s, "/menus/23/.\\Sendaro all"},
+              {u"P"_s, u".oculto"_s, "/menus/2/.oculto user"},
+              {u"A"_s, u"X\\Y"_s, "/menus/22/.X\\Y all"},
+              {u""_s, u"\\Grupo"_s, "/menus/11/.\\\\Grupo user"},
+              {u"AP1"_s, QString(), "/menus/2/.\\ user"},
+              {u"A-"_s, u"Sendaro"_s, "/menus/11/.\\Sendaro user"}}) {
             RecordingShell shell;
             shell.platformId = flags.contains(u'1') ? 1 : 2;
             shell.machineWide = !flags.contains(u'-');
-            SpecialFolders folders(shell);
-            QVERIFY(folders.Win_CreateShortCutSTKit(u"Sendaro"_s, u"/p/Orvex.exe"_s, u"-x"_s,
-                                                    u"Orvex"_s, flags.contains(u'A'),
-                                                    flags.contains(u'P')));
-            const std::string menu = link.section(u' ', 0, 0).toStdString();
-            QCOMPARE(shell.groups,
-                     std::vector<std::string>{".\\Sendaro " + link.section(u' ', 1).toStdString()});
+            QVERIFY(SpecialFolders(shell).Win_CreateShortCutSTKit(group, u"/p/Orvex.exe"_s, u"-x"_s,
+                                                                  u"Orvex"_s, flags.contains(u'A'),
+                                                                  flags.contains(u'P')));
             QCOMPARE(shell.links,
-                     std::vector<std::string>{"/menus/" + menu + "/group|Orvex|/p/Orvex.exe|-x"});
+                     std::vector<std::string>{folder + std::string("|Orvex|/p/Orvex.exe|-x")});
         }
-    }
-
-    // The toolkit's rule looks at the second character, not the first.
-    void groupNamesAreMadeRelative()
-    {
-        for (const auto &[name, relative] : {std::pair{u"Sendaro"_s, u".\\Sendaro"_s},
-                                             {u".oculto"_s, u".oculto"_s},
-                                             {u"X\\Y"_s, u".X\\Y"_s},
-                                             {u"\\Grupo"_s, u".\\\\Grupo"_s},
-                                             {QString(), u".\\"_s}})
-            QCOMPARE(SpecialFolders::relativeGroupName(name), relative);
     }
 
     // Failures become events and empty paths; a missing menu writes nothing.
@@ -101,19 +85,16 @@ private slots:
     {
         RecordingShell shell;
         shell.refused = {{2, 2}, {11, 1234567}};
-        shell.noPathId = 16;
         shell.systemRefused = true;
         QStringList told;
         SpecialFolders folders(shell, [&](qint32 n, const QString &d, const QString &s) {
             told << u"%1|%2|%3"_s.arg(n).arg(d, s);
         });
-        const QString notFound = u"The system cannot find the file specified.|SpecialFolders."_s;
-        QCOMPARE(told, (QStringList{u"5|Failed to retrieve folder location."
-                                    u"|SpecialFolders.GetFolderLocation"_s,
-                                    u"2|"_s + notFound + u"GetFolderLocation"_s,
-                                    u"1234567|Error (1234567) not defined."
-                                    u"|SpecialFolders.GetFolderLocation"_s,
-                                    u"2|"_s + notFound + u"Initialize"_s}));
+        const QString lookup = u"|SpecialFolders.GetFolderLocation"_s;
+        QCOMPARE(told, (QStringList{u"5|Failed to retrieve folder location."_s + lookup,
+                                    u"2|No está."_s + lookup,
+                                    u"1234567|Error (1234567) not defined."_s + lookup,
+                                    u"2|No está.|SpecialFolders.Initialize"_s}));
         // The refused ones empty, the others found.
         QCOMPARE(folders.Desktop + folders.StartMenuPrograms + folders.WindowsSystem + u'|' +
                      folders.CommonStartMenuPrograms + folders.WindowsTemporary,

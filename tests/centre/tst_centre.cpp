@@ -2,10 +2,6 @@
 #include "common/TestSupport.h"
 #include "support/helpers/PeImageWriter.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QProcess>
-#include <QSignalSpy>
 #include <QTcpSocket>
 #include <QtTest>
 
@@ -28,41 +24,22 @@ CentreOptions options(const QString &folder)
 QByteArray exchange(quint16 port, const QByteArray &raw)
 {
     QTcpSocket s;
-    QByteArray reply;
-    QObject::connect(&s, &QTcpSocket::readyRead, [&] { reply += s.readAll(); });
     QSignalSpy closed(&s, &QTcpSocket::disconnected);
     s.connectToHost(QHostAddress::LocalHost, port);
     s.write(raw);
     closed.wait(20000);
-    return reply + s.readAll();
+    return s.readAll();
 }
 
-// A body posted as the agent's fallback does, of the given type.
-QByteArray post(quint16 port, const QByteArray &target, const QByteArray &form,
-                const QByteArray &type = "application/x-www-form-urlencoded")
-{
-    return exchange(port, "POST " + target + " HTTP/1.0\r\nContent-Type: " + type +
-                              "\r\nContent-Length: " + QByteArray::number(form.size()) +
-                              "\r\n\r\n" + form);
-}
-
-// As the agent asks: HTTP/1.0, its headers, no Host.
+// As the agent asks: HTTP/1.0, no Host, and yet the centre closes.
 QByteArray get(quint16 port, const QByteArray &target)
 {
-    return exchange(port, "GET " + target +
-                              " HTTP/1.0\r\nAccept: text/plain\r\nAccept-Language: "
-                              "en-us\r\nConnection: Keep-Alive\r\n\r\n");
+    return exchange(port, "GET " + target + " HTTP/1.0\r\nConnection: Keep-Alive\r\n\r\n");
 }
 
 QByteArray body(const QByteArray &reply)
 {
     return reply.mid(reply.indexOf("\r\n\r\n") + 4);
-}
-
-// One part of /status.json: "providers" or "served".
-QJsonObject status(quint16 port, const QString &part)
-{
-    return QJsonDocument::fromJson(body(get(port, "/status.json"))).object()[part].toObject();
 }
 
 } // namespace
@@ -94,24 +71,18 @@ private slots:
             if (p.kind == K::NeedMore)
                 p = parseRequest(raw, scanned, 1000);
             QCOMPARE(p.kind, kind);
-            if (kind == K::Complete) {
-                QCOMPARE(p.request.fields().toByteArray(), fields);
-                QCOMPARE(p.consumed, raw.size());
-            }
+            QVERIFY(kind != K::Complete ||
+                    (p.request.fields() == fields && p.consumed == raw.size()));
         }
     }
 
-    // "+" is a blank, hex digits in either case; one bad escape spoils the value.
-    void escapes()
+    // Names from the wire become folder names that cannot climb out of the
+    // data folder; only domains name providers. In escapes "+" is a blank,
+    // hex digits are in either case, and one bad escape spoils the value.
+    void namesAndEscapes()
     {
         QCOMPARE(unescape("%3a%3A+%f1"), std::optional(":: \xF1"_ba));
         QVERIFY(!unescape("%4") && !unescape("%g0"));
-    }
-
-    // Names from the wire become folder names that cannot climb out of the
-    // data folder; only domains name providers.
-    void names()
-    {
         for (const auto &[name, folder, domain] :
              {std::tuple{"Prov-09_z.ar"_ba, u"Prov-09_z.ar"_s, true},
               {"Prov\xF1"_ba, u"Prov%F1"_s, true}, // a code page letter
@@ -125,63 +96,73 @@ private slots:
         }
     }
 
-    void keepAlivesAreKeptAndCanBeFailed()
-    {
-        QTemporaryDir data;
-        CentreServer c(options(data.path()));
-        QVERIFY(c.start());
-        const auto p = c.ports();
-        const QByteArray target = "/DynIP?CMD=KEEPALIVE&&DOMAINNAME=Prov\xF1&&REMOTEIP=192.168.0.1";
-        QCOMPARE(body(get(p.keepAlive, target)), "R:OK Lumaris\r\n.END.\r\n"_ba);
-        // What is not a keep-alive leaves no provider behind.
-        QVERIFY(
-            get(p.keepAlive, "/DynIP?CMD=KEEPALIVE&&DOMAINNAME=..%2Fx").startsWith("HTTP/1.0 400"));
-        QUdpSocket udp;
-        udp.writeDatagram("\x16\x03\x01 hello", QHostAddress::LocalHost, p.datagram);
-        udp.writeDatagram("Prov\xF1", QHostAddress::LocalHost, p.datagram);
-        // The TLS greeting is no provider; the request as it came is the end-to-end run's.
-        QTRY_COMPARE(status(p.home, u"providers"_s)[u"Provñ"_s][u"keepalive"_s].toObject().keys(),
-                     (QStringList{u"http"_s, u"udp"_s}));
-        QCOMPARE(status(p.home, u"providers"_s).keys(), QStringList{u"Provñ"_s});
-
-        QCOMPARE(get(p.home, "/control?fail=1"),
-                 "HTTP/1.0 200 OK\r\nContent-Type: text/plain; charset=windows-1252\r\n"
-                 "Content-length: 13\r\nConnection: close\r\n\r\nR:OK\r\n.END.\r\n"_ba);
-        QVERIFY(get(p.keepAlive, target).contains("R:ERROR servicio detenido"));
-        QVERIFY(get(p.home, "/").contains("<p>Keep-alives: fallan a propósito</p>"));
-        QVERIFY(get(p.delays, "/control?fail=maybe").startsWith("HTTP/1.0 400")); // any port
-    }
-
-    void delaysAndConfigurationsSurviveARestart()
+    // Keep-alives are kept, and can be made to fail. The centre started
+    // again serves what the first one took, and the update files: a program
+    // only to an older one, only the listed names.
+    void keepAlivesDelaysConfigurationsAndUpdates()
     {
         QTemporaryDir data;
         const QByteArray archive = "PK\x03\x04" + QByteArray(3 << 20, '\xF1');
-        const QByteArray fields = "empresa=Gr%FAa+Sur&pcname=PC%2D1&filename=Configuracion.zip&"
-                                  "content=" +
-                                  archive.toPercentEncoding();
+        const QByteArray fields =
+            "empresa=Gr%FAa+Sur&pcname=PC%2D1&filename=Configuracion.zip&content=" +
+            archive.toPercentEncoding();
         {
             CentreServer c(options(data.path()));
             QVERIFY(c.start());
             const auto p = c.ports();
+            const QByteArray target =
+                "/DynIP?CMD=KEEPALIVE&&DOMAINNAME=Prov\xF1&&REMOTEIP=192.168.0.1";
+            QCOMPARE(body(get(p.keepAlive, target)), "R:OK Lumaris\r\n.END.\r\n"_ba);
+            // What is not a keep-alive leaves no provider behind.
+            QVERIFY(get(p.keepAlive, "/DynIP?CMD=KEEPALIVE&&DOMAINNAME=..%2Fx")
+                        .startsWith("HTTP/1.0 400"));
+            QUdpSocket udp;
+            udp.writeDatagram("\x16\x03\x01 hello", QHostAddress::LocalHost, p.datagram);
+            udp.writeDatagram("Prov\xF1", QHostAddress::LocalHost, p.datagram);
+            // The TLS greeting is no provider; the request as it came is the end-to-end run's.
+            // The providers as /status.json lists them.
+            const auto providers = [&] {
+                return QJsonDocument::fromJson(body(get(p.home, "/status.json")))[u"providers"_s];
+            };
+            QTRY_COMPARE(providers()[u"Provñ"_s][u"keepalive"_s].toObject().keys(),
+                         (QStringList{u"http"_s, u"udp"_s}));
+            QCOMPARE(providers().toObject().keys(), QStringList{u"Provñ"_s});
+
+            QCOMPARE(get(p.home, "/control?fail=1"),
+                     "HTTP/1.0 200 OK\r\nContent-Type: text/plain; charset=windows-1252\r\n"
+                     "Content-length: 13\r\nConnection: close\r\n\r\nR:OK\r\n.END.\r\n"_ba);
+            QVERIFY(get(p.keepAlive, target).contains("R:ERROR servicio detenido"));
+            QVERIFY(get(p.home, "/").contains("<p>Keep-alives: fallan a propósito</p>"));
+            QVERIFY(get(p.delays, "/control?fail=maybe").startsWith("HTTP/1.0 400")); // any port
+
             QVERIFY(body(get(p.delays, "/ox//demoras.cgi?Prestador=prov1&Content=Gr%FAa+Norte"
                                        "%0901%3A30%09%0D%0A"))
                         .startsWith("R:OK"));
             // A request line of more than 9 MB: the archive inside the query;
             // and the same fields as a form.
             QVERIFY(body(get(p.home, "/ox/uploadconfiguration.cgi?" + fields)).startsWith("R:OK"));
-            QVERIFY(body(post(p.home, "/ox/uploadconfiguration.cgi",
-                              QByteArray(fields).replace("PC%2D1", "PC2")))
-                        .startsWith("R:OK"));
+            const QByteArray form = QByteArray(fields).replace("PC%2D1", "PC2");
+            QVERIFY(
+                body(exchange(p.home, "POST /ox/uploadconfiguration.cgi HTTP/1.0\r\nContent-Type: "
+                                      "application/x-www-form-urlencoded\r\nContent-Length: " +
+                                          QByteArray::number(form.size()) + "\r\n\r\n" + form))
+                    .startsWith("R:OK"));
             QCOMPARE(body(get(p.home, "/ox/uploadconfiguration.cgi?empresa=A&pcname=B&content=")),
                      "R:ERROR sin archivo\r\n.END.\r\n"_ba);
-            QVERIFY(post(p.home, "/", "a=1", "text/plain").startsWith("HTTP/1.0 415"));
         }
-        CentreServer again(options(data.path()));
+        const QString module = data.filePath(u"updates/Ox/"_s);
+        const QByteArray v2 = test::pe::buildImage({.version = {2, 0, 0, 0}});
+        QVERIFY(QDir().mkpath(module + u"bin"_s) &&
+                test::writeBytes(module + u"bin/Tool.exe"_s, v2) &&
+                test::writeBytes(module + u"Ayuda.hlp"_s, "ayuda sin version") &&
+                test::writeBytes(module + u"Grande.dat"_s, QByteArray(1000, 'g')));
+        CentreOptions o = options(data.path());
+        o.truncate = {u"Grande.dat"_s};
+        CentreServer again(o);
         QVERIFY(again.start());
         const auto p = again.ports();
         QCOMPARE(test::readBytes(data.filePath(u"providers/prov1/delays.txt"_s)),
-                 "Gr\xFA"
-                 "a Norte\t01:30\t\r\n"_ba);
+                 u"Grúa Norte\t01:30\t\r\n"_s.toLatin1());
         const QByteArray length = "\r\nContent-length: " + QByteArray::number(archive.size());
         for (const QByteArray pc : {"PC%2D1", "PC2"}) {
             const QByteArray back =
@@ -194,22 +175,7 @@ private slots:
         // The page for people lists the provider too.
         const QString page = QString::fromUtf8(body(get(p.home, "/")));
         QVERIFY(page.contains(u"Grúa Norte"_s) && page.endsWith(u"</table></body></html>"_s));
-    }
 
-    void updateFilesGoOnlyWhenNewer()
-    {
-        QTemporaryDir data;
-        const QString module = data.filePath(u"updates/Ox"_s);
-        QDir().mkpath(module + u"/bin"_s);
-        const QByteArray v2 = test::pe::buildImage({.version = {2, 0, 0, 0}});
-        QVERIFY(test::writeBytes(module + u"/bin/Tool.exe"_s, v2));
-        QVERIFY(test::writeBytes(module + u"/Ayuda.hlp"_s, "ayuda sin version"));
-        QVERIFY(test::writeBytes(module + u"/Grande.dat"_s, QByteArray(1000, 'g')));
-        CentreOptions o = options(data.path());
-        o.truncate = {u"Grande.dat"_s};
-        CentreServer c(o);
-        QVERIFY(c.start());
-        const auto p = c.ports();
         QCOMPARE(body(get(p.home, "/ox/updatelistfiles.cgi?empresa=A&pcname=B&group=Ox")),
                  "Ayuda.hlp\r\nGrande.dat\r\nbin\\Tool.exe\r\n\r\n.END.\r\n"_ba);
         const auto file = [&](const QByteArray &name, const QByteArray &version) {
@@ -224,11 +190,6 @@ private slots:
         QCOMPARE(body(cut).size(), 500);
         QCOMPARE(body(file("..%2FOrvex%2Eini", "0")), "NO"_ba);          // only listed names
         QVERIFY(get(p.home, "/pkzip25.exe").startsWith("HTTP/1.0 404")); // none configured
-        // What was asked for, counted by path: the status pages and unknown paths are not.
-        get(p.home, "/nada");
-        QCOMPARE(status(p.home, u"served"_s).keys(),
-                 (QStringList{u"/ox/updategetfile.cgi"_s, u"/ox/updatelistfiles.cgi"_s,
-                              u"/pkzip25.exe"_s}));
     }
 
     void connectionsAndBufferedBytesAreCapped()
