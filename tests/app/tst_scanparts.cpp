@@ -31,6 +31,13 @@ DynIpServer target(const QString &version, quint16 port, const QString &domain)
 
 const QByteArray kAccepted = "HTTP/1.0 200 OK\r\n\r\nR:OK Lumaris\r\n.END.\r\n";
 
+// The agent's services with the real socket, for the pieces that talk to
+// servers of the test's own.
+struct OnLoopback : test::AgentHarness
+{
+    OnLoopback() : AgentHarness("[Centro]\r\nHost=127.0.0.1\r\n", Network::Loopback) {}
+};
+
 } // namespace
 
 class TestScanParts : public QObject
@@ -59,14 +66,13 @@ private slots:
     {
         QFETCH(QString, value);
         const DynIpServerValue v = parseDynIpServerValue(value);
-        QString parsed = u"invalid, domain "_s + v.domainField;
-        if (!v.hasSeparator)
-            parsed = u"no slash"_s;
-        else if (v.valid)
-            parsed = QStringList{v.Host, v.Port, v.Version, QString::number(v.KeepAliveSeconds),
-                                 v.domainField}
-                         .join(u'|');
-        QTEST(parsed, "parsed");
+        const QString fields = QStringList{v.Host, v.Port, v.Version,
+                                           QString::number(v.KeepAliveSeconds), v.domainField}
+                                   .join(u'|');
+        QTEST(!v.hasSeparator ? u"no slash"_s
+              : v.valid       ? fields
+                              : u"invalid, domain "_s + v.domainField,
+              "parsed");
     }
 
     // The support server comes first. It takes the domain of the last value
@@ -175,23 +181,21 @@ private slots:
         QFETCH(QString, version);
         QFETCH(QByteArray, reply);
         QFETCH(bool, pingAnswers);
-        test::FakeClock clock;
-        Adds adds(AddsServices{.clock = &clock});
-        platform::SocketX socket;
-        test::FakeNet probes;
+        OnLoopback h;
+        test::FakePinger &pinger = h.probes.pinger;
         if (pingAnswers)
-            probes.pinger.answering[test::ipv4(127, 0, 0, 1)] = true;
+            pinger.answering[test::ipv4(127, 0, 0, 1)] = true;
         quint16 port = 1; // closed on loopback
         std::unique_ptr<test::LoopbackHttpServer> http;
         if (!reply.isNull()) {
             http = std::make_unique<test::LoopbackHttpServer>(test::Answer::reply(reply).steps);
             port = http->port();
         }
-        KeepAliveSender sender(adds, socket, probes.net);
+        KeepAliveSender sender(*h.adds, *h.socket, h.probes.net);
         const KeepAliveOutcome out = sender.send(target(version, port, u"Año 1"_s));
         QTEST(int(out.state), "state");
         QTEST(out.failure, "failure");
-        QCOMPARE(probes.pinger.sent.size(), size_t(out.state == 3 ? 0 : 1));
+        QCOMPARE(pinger.sent.size(), size_t(out.state == 3 ? 0 : 1));
         if (!http)
             return;
         QCOMPARE(http->requests.size(), version == u"V2"_s ? 1 : 0);
@@ -206,18 +210,14 @@ private slots:
     void delayUploadGoesToEveryV2ServerOnce()
     {
         test::LoopbackHttpServer http(test::Answer::ok("R:OK\r\n.END.\r\n").steps);
-        QTemporaryDir folder;
-        const QString file = folder.filePath(u"OxDemoras.txt"_s);
-        test::FakeClock clock;
-        Adds adds(AddsServices{.clock = &clock});
-        platform::SocketX socket;
-        DelayUpload upload(adds, socket, file, http.port());
+        OnLoopback h;
+        const QString file = h.path(u"OxDemoras.txt"_s);
+        DelayUpload upload(*h.adds, *h.socket, file, http.port());
         std::vector<DynIpServer> servers(3);
         servers[0] = target(u"V2"_s, 1, u"ProvUno"_s);
         servers[1] = target(u"V1"_s, http.port(), u"prov2"_s);
         servers[2] = target(u"V2"_s, 2, u"Otro"_s);
-        QVERIFY(test::writeBytes(file, "Gr\xFA"
-                                       "a Norte\t01:30\t\r\n"));
+        QVERIFY(test::writeBytes(file, u"Grúa Norte\t01:30\t\r\n"_s.toLatin1()));
         QVERIFY(upload.tick(servers, nullptr));
         QCOMPARE(http.requests.size(), 2);
         QVERIFY(http.requests[0].startsWith("GET /ox//demoras.cgi?Prestador=provuno&Content="
@@ -241,20 +241,16 @@ private slots:
     {
         QFETCH(int, major);
         QFETCH(bool, repaired);
-        QTemporaryDir folder;
-        const QString dir = folder.path();
+        test::AgentHarness h("[A]\r\nk=v\r\n");
+        const QString dir = h.folder.path(), own = h.path(u"Orvex.ini"_s);
         test::pe::ImageOptions o;
         o.version = {std::uint16_t(major), 5, 0, 7};
         QVERIFY(test::writeBytes(dir + u"/SendaroGestion.exe"_s, test::pe::buildImage(o)));
         const QByteArray movilar = "; carpetas\r\n[Directorios]\r\nPendientes=C:\\Casos\r\n"
                                    "En Proceso=Casos\r\nOtra=x y\r\n\r\n[Red]\r\nPuerto=9\r\n";
         QVERIFY(test::writeBytes(dir + u"/Movilar.ini"_s, movilar));
-        const QString own = dir + u"/Orvex.ini"_s;
-        QVERIFY(test::writeBytes(own, "[A]\r\nk=v\r\n"));
-        test::FakeClock clock;
-        Adds adds(AddsServices{.clock = &clock});
-        adds.INI_SetFileName(own);
-        SiblingFolders repair(adds, clock, dir, own);
+        h.adds->INI_SetFileName(own);
+        SiblingFolders repair(*h.adds, h.clock, dir, own);
         QCOMPARE(repair.check(), repaired);
         const QByteArray native = QDir::toNativeSeparators(dir + u"/Eventos/"_s).toLatin1();
         const QByteArray expected = "; carpetas\r\n[Directorios]\r\nPendientes=C:\\Casos\r\n"
@@ -262,7 +258,7 @@ private slots:
                                     native + "Proceso\r\nOtra=x y\r\nHistorico=" + native +
                                     "Historico\r\n\r\n[Red]\r\nPuerto=9\r\n";
         QCOMPARE(test::readBytes(dir + u"/Movilar.ini"_s), repaired ? expected : movilar);
-        QCOMPARE(adds.INI_GetString(u"A"_s, u"k"_s, u"-"_s), u"v"_s);
+        QCOMPARE(h.adds->INI_GetString(u"A"_s, u"k"_s, u"-"_s), u"v"_s);
     }
 
     // The helper program is started when it is there and has no window, once

@@ -7,11 +7,9 @@
 #include "helpers/AgentHarness.h"
 #include "support/ProgressCaption.h"
 
-#include <QComboBox>
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
-#include <QPushButton>
 #include <QtTest>
 
 using namespace orvex;
@@ -24,11 +22,6 @@ const QByteArray kIni = "[Centro]\r\nHost=127.0.0.1\r\n\r\n[DynIP]\r\n"
                         "DynIP Server 1=Alpha/prov1/127.0.0.1/V2\r\n"
                         "DynIP Server 3=Beta/prov2/127.0.0.1:8000/V1/60\r\n"
                         "DynIP Server 5=Gama/prov3/127.0.0.1/V2/300\r\n";
-
-template <typename T> T *control(QWidget &form, const char *name)
-{
-    return form.findChild<T *>(QString::fromLatin1(name));
-}
 
 } // namespace
 
@@ -50,13 +43,13 @@ private slots:
         });
         QVERIFY(f.Form_Load());
         QVERIFY(shownWhileWaiting);
-        const QListWidget *lines = control<QListWidget>(f, "ListaDestinos");
+        const QListWidget *lines = f.findChild<QListWidget *>(u"ListaDestinos"_s);
         QCOMPARE(lines->item(2)->text(), u"Gama\tDNS:Error/NET:Error"_s);
-        QCOMPARE(control<QLabel>(f, "LabelTitulo")->text(), u"Sin conexión"_s);
+        QCOMPARE(f.findChild<QLabel *>(u"LabelTitulo"_s)->text(), u"Sin conexión"_s);
         QCOMPARE(h.tray.shownTip, u" Orvex - Sin conexión "_s);
         // Each line tells support where it went and why it failed.
         const QString tip = lines->item(1)->toolTip();
-        QVERIFY(tip.startsWith(u"127.0.0.1:8000 (V1)\nÚltimo intento: "_s));
+        QVERIFY(tip.startsWith(u"127.0.0.1:8000 (V1)\nÚltimo intento: 02/03 09:"_s));
         QVERIFY(tip.endsWith(
             u"\nÚltima respuesta: nunca\nFalla: Ping failed to complete, error = 11010"_s));
         // The conversations: support's window.
@@ -127,25 +120,19 @@ private slots:
         QVERIFY(!f.scan().busy() && !f.isVisible() && !board.isVisible());
     }
 
-    // The progress caption's whole hundredths; an unknown total leaves the
-    // label as it was.
-    void statusLabelShowsThePercentage_data()
-    {
-        QTest::addColumn<QString>("status");
-        QTest::addColumn<QString>("avance");
-        QTest::newRow("rounded down") << u"999/1000"_s << u"99%"_s;
-        QTest::newRow("one of one") << u"1/1"_s << u"100%"_s;
-        QTest::newRow("no total") << u"5/0"_s << u"antes"_s;
-        QTest::newRow("beyond 32 bits") << u"104857600000/209715200000"_s << u"50%"_s;
-    }
+    // The progress caption's whole hundredths, past 32 bits; an unknown
+    // total leaves the label as it was.
     void statusLabelShowsThePercentage()
     {
-        QFETCH(QString, status);
         Harness h(kIni);
-        QLabel *avance = control<QLabel>(h.form(), "LabelAvance");
-        avance->setText(u"antes"_s);
-        h.form().LabelStatus().setCaption(status);
-        QTEST(avance->text(), "avance");
+        const QLabel *avance = h.form().findChild<QLabel *>(u"LabelAvance"_s);
+        QStringList shown;
+        for (const QString &status :
+             {u"999/1000"_s, u"1/1"_s, u"5/0"_s, u"104857600000/209715200000"_s}) {
+            h.form().LabelStatus().setCaption(status);
+            shown << avance->text();
+        }
+        QCOMPARE(shown, (QStringList{u"99%"_s, u"100%"_s, u"100%"_s, u"50%"_s}));
     }
 
     // Without a notification area a hidden window could not be found again:

@@ -67,8 +67,7 @@ private slots:
         QTest::addColumn<QStringList>("rows");
         QTest::newRow("no file") << QByteArray() << kDefaults;
         QTest::newRow("ANSI rows, missing delay kept, fields after the delay dropped")
-            << QByteArray("Gr\xFA"
-                          "a Norte\t01:30\tnota\r\n\t01:00\t\r\nSur\r\nOeste\t02:00")
+            << u"Grúa Norte\t01:30\tnota\r\n\t01:00\t\r\nSur\r\nOeste\t02:00"_s.toLatin1()
             << QStringList{u"Grúa Norte\t01:30\t"_s, u"Sur\t\t"_s, u"Oeste\t02:00\t"_s};
     }
     void loadingTheFile()
@@ -138,10 +137,8 @@ private slots:
     // rewritten so that the centre sees the delays as current.
     void sendWritesTheAnsiFileAndRefreshesItAfterHalfAnHour()
     {
-        const QByteArray expected = "Gr\xFA"
-                                    "a Norte\t01:30\t\r\n";
-        Board b(QByteArray("Gr\xFA"
-                           "a Norte\t01:00\t\r\n"));
+        const QByteArray expected = u"Grúa Norte\t01:30\t\r\n"_s.toLatin1();
+        Board b(u"Grúa Norte\t01:00\t\r\n"_s.toLatin1());
         b.select(0);
         b.form->ui().InputDemora->setText(u"01:30"_s);
         QVERIFY(b.form->InputDemora_KeyDown(Qt::Key_Return, {})); // swallowed
