@@ -7,7 +7,6 @@
 #include "app/SiblingFolders.h"
 #include "common/FakeSystem.h"
 #include "common/LoopbackHttpServer.h"
-#include "common/MessageLog.h"
 #include "helpers/AgentHarness.h"
 #include "support/helpers/PeImageWriter.h"
 
@@ -111,7 +110,6 @@ private slots:
         test::AgentHarness h(ini);
         QFETCH(QString, commandLine);
         h.commandLine = commandLine;
-        test::MessageLog log("orvex.start"); // where support looks for skipped entries
         QStringList servers;
         for (const DynIpServer &s : h.table().servers()) {
             servers << QStringList{s.Name, s.Domain,  s.Host,
@@ -123,7 +121,6 @@ private slots:
                                       .arg(c->Channel(), c->NickName(), c->UserName());
         }
         QTEST(servers, "servers");
-        QCOMPARE(log.contains(u"DynIP Server 10 skipped"_s), ini.contains("Roto"));
     }
 
     // The lowest state rules; every server after a listed problem gets the
@@ -230,34 +227,28 @@ private slots:
 
     // The module's majors 1 and 2 get their folder keys repaired, keeping the
     // file's other bytes; the agent's own settings are read again.
-    void siblingFoldersRepairedForMajorsOneAndTwo_data()
-    {
-        QTest::addColumn<int>("major");
-        QTest::addColumn<bool>("repaired");
-        QTest::newRow("2.5") << 2 << true;
-        QTest::newRow("3.5") << 3 << false;
-    }
     void siblingFoldersRepairedForMajorsOneAndTwo()
     {
-        QFETCH(int, major);
-        QFETCH(bool, repaired);
         test::AgentHarness h("[A]\r\nk=v\r\n");
         const QString dir = h.folder.path(), own = h.path(u"Orvex.ini"_s);
-        test::pe::ImageOptions o;
-        o.version = {std::uint16_t(major), 5, 0, 7};
-        QVERIFY(test::writeBytes(dir + u"/SendaroGestion.exe"_s, test::pe::buildImage(o)));
+        const auto moduleOfMajor = [&](std::uint16_t major) {
+            test::pe::ImageOptions o;
+            o.version = {major, 5, 0, 7};
+            return test::writeBytes(dir + u"/SendaroGestion.exe"_s, test::pe::buildImage(o));
+        };
         const QByteArray movilar = "; carpetas\r\n[Directorios]\r\nPendientes=C:\\Casos\r\n"
                                    "En Proceso=Casos\r\nOtra=x y\r\n\r\n[Red]\r\nPuerto=9\r\n";
         QVERIFY(test::writeBytes(dir + u"/Movilar.ini"_s, movilar));
         h.adds->INI_SetFileName(own);
         SiblingFolders repair(*h.adds, h.clock, dir, own);
-        QCOMPARE(repair.check(), repaired);
+        QVERIFY(moduleOfMajor(3) && !repair.check());
+        QCOMPARE(test::readBytes(dir + u"/Movilar.ini"_s), movilar);
+        QVERIFY(moduleOfMajor(2) && repair.check());
         const QByteArray native = QDir::toNativeSeparators(dir + u"/Eventos/"_s).toLatin1();
-        const QByteArray expected = "; carpetas\r\n[Directorios]\r\nPendientes=C:\\Casos\r\n"
-                                    "En Proceso=" +
-                                    native + "Proceso\r\nOtra=x y\r\nHistorico=" + native +
-                                    "Historico\r\n\r\n[Red]\r\nPuerto=9\r\n";
-        QCOMPARE(test::readBytes(dir + u"/Movilar.ini"_s), repaired ? expected : movilar);
+        QCOMPARE(test::readBytes(dir + u"/Movilar.ini"_s),
+                 "; carpetas\r\n[Directorios]\r\nPendientes=C:\\Casos\r\nEn Proceso=" + native +
+                     "Proceso\r\nOtra=x y\r\nHistorico=" + native +
+                     "Historico\r\n\r\n[Red]\r\nPuerto=9\r\n");
         QCOMPARE(h.adds->INI_GetString(u"A"_s, u"k"_s, u"-"_s), u"v"_s);
     }
 
@@ -270,7 +261,6 @@ private slots:
         Adds adds(AddsServices{.processWindows = &windows});
         ExchangeHelper helper(adds, folder.path());
         QVERIFY(!helper.tick());
-        QCOMPARE(windows.searches, 0);
         QVERIFY(test::writeBytes(folder.filePath(u"OxExchange.exe"_s), "x"));
         windows.titles["OxExchange"] = 42;
         QVERIFY(!helper.tick());

@@ -76,7 +76,7 @@ private slots:
         QCOMPARE(h.tray.removes, 1);
     }
 
-    void theMenuCommandsReachTheirPieces()
+    void theTrayAndItsMenuCommands()
     {
         Harness h(kIni);
         wnPrincipal &f = h.form();
@@ -113,35 +113,8 @@ private slots:
         // Each opening lists the conversations open now.
         emit f.tray().mnuPopUp()->aboutToShow();
         QCOMPARE(f.tray().mnuChat(0)->text(), u"Soporte(Lumaris)"_s);
-        // Closing the program removes the icon, and ends it.
-        f.tray().mnuEmergente(TrayMenu::Close)->trigger();
-        QCOMPARE(h.tray.removes, 1);
-        QCOMPARE(h.ended, 1);
-        QVERIFY(!f.scan().busy() && !f.isVisible() && !board.isVisible());
-    }
-
-    // The progress caption's whole hundredths, past 32 bits; an unknown
-    // total leaves the label as it was.
-    void statusLabelShowsThePercentage()
-    {
-        Harness h(kIni);
-        const QLabel *avance = h.form().findChild<QLabel *>(u"LabelAvance"_s);
-        QStringList shown;
-        for (const QString &status :
-             {u"999/1000"_s, u"1/1"_s, u"5/0"_s, u"104857600000/209715200000"_s}) {
-            h.form().LabelStatus().setCaption(status);
-            shown << avance->text();
-        }
-        QCOMPARE(shown, (QStringList{u"99%"_s, u"100%"_s, u"100%"_s, u"50%"_s}));
-    }
-
-    // Without a notification area a hidden window could not be found again:
-    // the menu minimises it instead, and shows it when the area goes.
-    void withoutNotificationAreaTheWindowStays()
-    {
-        Harness h(kIni);
-        wnPrincipal &f = h.form();
-        QVERIFY(f.Form_Load());
+        // Without a notification area a hidden window could not be found
+        // again: the menu minimises it instead, and shows it when the area goes.
         h.tray.setHost(false);
         f.tray().toggleMainWindow();
         QVERIFY(f.isVisible());
@@ -157,10 +130,29 @@ private slots:
         f.tray().mnuPopUp()->hide();
         h.tray.setHost(false);
         QVERIFY(f.isVisible());
-        f.tray().removeFromTray();
-        f.hide();
-        h.tray.setHost(false); // out of the tray: it stays hidden
+        // Closing the program removes the icon, and ends it; out of the tray
+        // the hidden window stays hidden.
+        f.tray().mnuEmergente(TrayMenu::Close)->trigger();
+        QCOMPARE(h.tray.removes, 1);
+        QCOMPARE(h.ended, 1);
+        QVERIFY(!f.scan().busy() && !f.isVisible() && !board.isVisible());
+        h.tray.setHost(false);
         QVERIFY(!f.isVisible());
+    }
+
+    // The progress caption's whole hundredths, past 32 bits; an unknown
+    // total leaves the label as it was.
+    void statusLabelShowsThePercentage()
+    {
+        Harness h(kIni);
+        const QLabel *avance = h.form().findChild<QLabel *>(u"LabelAvance"_s);
+        QStringList shown;
+        for (const QString &status :
+             {u"999/1000"_s, u"1/1"_s, u"5/0"_s, u"104857600000/209715200000"_s}) {
+            h.form().LabelStatus().setCaption(status);
+            shown << avance->text();
+        }
+        QCOMPARE(shown, (QStringList{u"99%"_s, u"100%"_s, u"100%"_s, u"50%"_s}));
     }
 };
 
