@@ -4,7 +4,6 @@
 #include "common/LoopbackHttpServer.h"
 #include "helpers/AgentHarness.h"
 
-#include <QListWidget>
 #include <QNetworkDatagram>
 #include <QUdpSocket>
 #include <QtTest>
@@ -92,8 +91,10 @@ private slots:
         h.scan().TimerScan_Timer();
         QCOMPARE(states(h.table()), (QStringList{u"Sendaro=3"_s, u"Alpha=3"_s, u"Gama=3"_s}));
         // The support server's keep-alive carries the last entry's domain.
+        // The domain travels as its ANSI bytes, not encoded.
         QCOMPARE(m_centre->requests.size(), 1);
-        QVERIFY(m_centre->requests[0].startsWith("GET /DynIP?CMD=KEEPALIVE&&DOMAINNAME=Gr\372a&&"));
+        QVERIFY(m_centre->requests[0].startsWith(
+            "GET /DynIP?CMD=KEEPALIVE&&DOMAINNAME=Gr\372a&&REMOTEIP=192.168.0.1 HTTP/1.0\r\n"));
         // A "V1" keep-alive is one datagram: the domain's ANSI bytes.
         QTRY_VERIFY(gama.hasPendingDatagrams());
         QCOMPARE(gama.receiveDatagram().data(), u"Grúa"_s.toLatin1());

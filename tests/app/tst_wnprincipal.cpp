@@ -54,7 +54,7 @@ private slots:
             u"\nÚltima respuesta: nunca\nFalla: Ping failed to complete, error = 11010"_s));
         // The conversations: support's window.
         QCOMPARE(f.tray().mnuChat(0)->text(), u"Lumaris - Soporte técnico"_s);
-        QVERIFY(f.delayBoard() && !f.delayBoard()->isVisible());
+        QVERIFY(!f.delayBoard()->isVisible());
         QVERIFY(h.boxes.asked.empty());
         // Closing the window (the window manager's close) ends the program.
         QVERIFY(f.close());

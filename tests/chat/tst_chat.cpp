@@ -1,4 +1,3 @@
-#include "app/ChatRouter.h"
 #include "app/helpers/AgentHarness.h"
 #include "chat/wnChat.h"
 #include "chat/wnChatTo.h"

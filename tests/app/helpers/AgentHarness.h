@@ -6,7 +6,6 @@
 // router, the scan cycle) are built on it one by one, or the whole form.
 #include "app/ChatRouter.h"
 #include "app/ScanCycle.h"
-#include "app/ServerTable.h"
 #include "app/wnPrincipal.h"
 #include "common/FakeClock.h"
 #include "common/FakeFileTransfer.h"
@@ -19,12 +18,6 @@
 #include "platform/ShellFolders.h"
 #include "platform/SocketX.h"
 #include "support/Adds.h"
-
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-
-#include <memory>
 
 namespace orvex::test {
 
