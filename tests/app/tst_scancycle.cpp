@@ -93,7 +93,6 @@ private slots:
         // A "V1" keep-alive is one datagram: the domain's ANSI bytes.
         QTRY_VERIFY(gama.hasPendingDatagrams());
         QCOMPARE(gama.receiveDatagram().data(), u"Grúa"_s.toLatin1());
-        QVERIFY(h.probes.pinger.sent.empty()); // pings only after failures
     }
 
     // The warning sounds when a state moves, either way, and only then; the
@@ -127,7 +126,6 @@ private slots:
         a.h.scan().TimerScan_Timer();
         QVERIFY(nestedRan);
         QCOMPARE(a.alpha.requests.size(), 1);
-        QVERIFY(!a.h.scan().busy());
     }
 
     // A server on line gets its chat connected; one that does not connect

@@ -16,6 +16,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+// A server on loopback of the given version and domain.
 DynIpServer target(const QString &version, quint16 port, const QString &domain)
 {
     DynIpServer s;
@@ -46,18 +47,14 @@ private slots:
         QTest::addColumn<QString>("value");
         // Host|Port|Version|seconds|domain field, or what makes it no entry.
         QTest::addColumn<QString>("parsed");
-        const auto row = [](const char *name, const QString &value, const QString &parsed) {
-            QTest::newRow(name) << value << parsed;
-        };
-        row("v2 defaults", u"Alpha/prov1/10.0.0.5/V2"_s, u"10.0.0.5|9751|V2|120|prov1"_s);
-        row("v1 port and interval", u"Alpha/prov1/10.0.0.5:8000/V1/60"_s,
-            u"10.0.0.5|8000|V1|60|prov1"_s);
-        row("lower-case v2 is not V2", u"Alpha/prov1/h/v2"_s, u"h|9745|v2|120|prov1"_s);
-        row("empty interval after fourth slash", u"Alpha/prov1/h/V2/"_s, u"h|9751|V2|0|prov1"_s);
-        row("interval too big for the field", u"Alpha/prov1/h/V2/99999"_s, u"h|9751|V2|0|prov1"_s);
-        row("empty domain", u"Alpha//10.0.0.5/V2"_s, u"invalid, domain "_s);
-        row("no host field", u"Alpha/prov1/host"_s, u"invalid, domain prov1"_s);
-        row("no slash", u"Alpha prov1 host V2"_s, u"no slash"_s);
+        QTest::newRow("v2 defaults") << u"A/prov1/10.0.0.5/V2"_s << u"10.0.0.5|9751|V2|120|prov1"_s;
+        QTest::newRow("v1 port, interval") << u"A/p/h:8000/V1/60"_s << u"h|8000|V1|60|p"_s;
+        QTest::newRow("lower-case v2 is not V2") << u"A/p/h/v2"_s << u"h|9745|v2|120|p"_s;
+        QTest::newRow("empty interval") << u"A/p/h/V2/"_s << u"h|9751|V2|0|p"_s;
+        QTest::newRow("interval too big") << u"A/p/h/V2/99999"_s << u"h|9751|V2|0|p"_s;
+        QTest::newRow("empty domain") << u"A//10.0.0.5/V2"_s << u"invalid, domain "_s;
+        QTest::newRow("no host field") << u"A/prov1/host"_s << u"invalid, domain prov1"_s;
+        QTest::newRow("no slash") << u"A prov1 host V2"_s << u"no slash"_s;
     }
     void parsesServerValues()
     {
@@ -110,13 +107,12 @@ private slots:
         h.commandLine = commandLine;
         QStringList servers;
         for (const DynIpServer &s : h.table().servers()) {
-            servers << QStringList{s.Name, s.Domain,  s.Host,
-                                   s.Port, s.Version, QString::number(s.KeepAliveSeconds)}
-                           .join(u'|');
+            servers << u"%1|%2|%3|%4|%5|%6"_s.arg(s.Name, s.Domain, s.Host, s.Port, s.Version)
+                           .arg(s.KeepAliveSeconds);
             if (const platform::IrcClient *c = s.ChatClient.get())
-                servers.last() += u" chat %1:%2 %3 %4/%5"_s.arg(c->ServerHost())
-                                      .arg(c->Port())
-                                      .arg(c->Channel(), c->NickName(), c->UserName());
+                servers.last() +=
+                    u" chat %1:%2 %3 %4/%5"_s.arg(c->ServerHost(), QString::number(c->Port()),
+                                                  c->Channel(), c->NickName(), c->UserName());
         }
         QTEST(servers, "servers");
     }
@@ -217,7 +213,6 @@ private slots:
         const QByteArray movilar = "; carpetas\r\n[Directorios]\r\nPendientes=C:\\Casos\r\n"
                                    "En Proceso=Casos\r\nOtra=x y\r\n\r\n[Red]\r\nPuerto=9\r\n";
         QVERIFY(test::writeBytes(dir + u"/Movilar.ini"_s, movilar));
-        h.adds->INI_SetFileName(own);
         SiblingFolders repair(*h.adds, h.clock, dir, own);
         QVERIFY(moduleOfMajor(3) && !repair.check());
         QCOMPARE(test::readBytes(dir + u"/Movilar.ini"_s), movilar);
@@ -234,12 +229,11 @@ private slots:
     // until it ends; where it is absent no window is searched for at all.
     void exchangeHelperStartsOnce()
     {
-        QTemporaryDir folder;
-        test::FakeProcessWindows windows;
-        Adds adds(AddsServices{.processWindows = &windows});
-        ExchangeHelper helper(adds, folder.path());
+        test::AgentHarness h({});
+        test::FakeProcessWindows &windows = h.windows;
+        ExchangeHelper helper(*h.adds, h.folder.path());
         QVERIFY(!helper.tick());
-        QVERIFY(test::writeBytes(folder.filePath(u"OxExchange.exe"_s), "x"));
+        QVERIFY(test::writeBytes(h.path(u"OxExchange.exe"_s), "x"));
         windows.titles["OxExchange"] = 42;
         QVERIFY(!helper.tick());
         windows.titles.clear();

@@ -14,7 +14,6 @@
 
 using namespace orvex;
 using namespace Qt::StringLiterals;
-using Harness = test::AgentHarness;
 
 namespace {
 
@@ -33,7 +32,7 @@ private slots:
     // network; after it, every server's line and the state are shown.
     void loadShowsTheWindowThenJudgesEveryServer()
     {
-        Harness h(kIni);
+        test::AgentHarness h(kIni);
         wnPrincipal &f = h.form();
         h.probes.pinger.held = true; // the first failed keep-alive's ping waits
         bool shownWhileWaiting = false;
@@ -65,7 +64,7 @@ private slots:
     // program's event loop runs, still ends the program.
     void closeRequestDuringStartUpEndsIt()
     {
-        Harness h(kIni);
+        test::AgentHarness h(kIni);
         h.probes.pinger.held = true;
         QTimer::singleShot(0, [&] {
             h.instance.requestClose();
@@ -78,7 +77,7 @@ private slots:
 
     void theTrayAndItsMenuCommands()
     {
-        Harness h(kIni);
+        test::AgentHarness h(kIni);
         wnPrincipal &f = h.form();
         QVERIFY(f.Form_Load());
         // Until the menu first opens only the first conversation shows.
@@ -144,7 +143,7 @@ private slots:
     // total leaves the label as it was.
     void statusLabelShowsThePercentage()
     {
-        Harness h(kIni);
+        test::AgentHarness h(kIni);
         const QLabel *avance = h.form().findChild<QLabel *>(u"LabelAvance"_s);
         QStringList shown;
         for (const QString &status :

@@ -22,9 +22,8 @@
 namespace orvex::test {
 
 // A socket that never resolves a name and never connects.
-class OfflineSocket final : public platform::SocketX
+struct OfflineSocket final : platform::SocketX
 {
-public:
     bool Create() override
     {
         raiseError(10065, QStringLiteral("sin red en esta prueba"));
