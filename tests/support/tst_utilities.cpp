@@ -1,8 +1,13 @@
 #include "common/TestSupport.h"
 #include "support/AddsUtilities.h"
+#include "support/Clock.h"
+#include "support/LeadingNumber.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include <limits>
+#include <numeric>
 
 using namespace orvex;
 using namespace Qt::StringLiterals;
@@ -123,8 +128,7 @@ private slots:
         const QString path = dir.path() + u"\\a\\b\\data.bin"_s;
         QCOMPARE(m_utils.File_ReadBinary(path), QString());
         QByteArray all(256, Qt::Uninitialized);
-        for (int i = 0; i < 256; ++i)
-            all[i] = char(i);
+        std::iota(all.begin(), all.end(), char(0));
         QVERIFY(test::writeBytes(dir.filePath(u"src.bin"_s), all));
         QVERIFY(m_utils.File_SaveBinary(path, m_utils.File_ReadBinary(dir.filePath(u"src.bin"_s))));
         QCOMPARE(test::readBytes(dir.filePath(u"a/b/data.bin"_s)), all);
@@ -133,6 +137,72 @@ private slots:
         QCOMPARE(m_utils.File_ReadBinary(path), u"A\u00F1o\r\n"_s);
         QVERIFY(!m_utils.File_SaveBinary(dir.path() + u"\\a"_s, u"z"_s));
         QVERIFY(!m_utils.File_SaveBinary(dir.path() + u"\\a"_s, u"z"_s, true));
+    }
+
+    // Every row is read both as text and as its UTF-8 bytes; the two differ
+    // only in which blanks may come first.
+    void reads_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<quint64>("limit");
+        QTest::addColumn<OnOverflow>("onOverflow");
+        QTest::addColumn<qint64>("asText");
+        QTest::addColumn<qint64>("asBytes");
+        const auto row = [](const char *name, const QString &text, quint64 limit,
+                            OnOverflow onOverflow, qint64 asText, qint64 asBytes) {
+            QTest::newRow(name) << text << limit << onOverflow << asText << asBytes;
+        };
+        const auto sat = OnOverflow::Saturate, zero = OnOverflow::Zero,
+                   keep = OnOverflow::KeepDigitsRead;
+        const quint64 all = std::numeric_limits<quint64>::max();
+        const qint64 max = std::numeric_limits<qint64>::max();
+        row("plus sign, leading zeros", u"+0000000000000000000000042"_s, 100, zero, 42, 42);
+        row("blanks, sign, text after", u"  -7.5"_s, 100, zero, -7, -7);
+        row("no digits", u"abc"_s, 100, sat, 0, 0);
+        row("digit of another script", u"\u0663"_s, 100, sat, 0, 0);
+        row("line feed first: text only", u"\n9"_s, 100, zero, 9, 0);
+        row("no-break space first: text only", u"\u00A05"_s, 100, zero, 5, 0);
+        row("at the limit", u"100"_s, 100, zero, 100, 100);
+        row("negative at the limit", u"-100"_s, 100, zero, -100, -100);
+        row("over, negative, saturated", u"-12345"_s, 100, sat, -100, -100);
+        row("over, zero", u"101"_s, 100, zero, 0, 0);
+        row("over, digits read kept", u"1019"_s, 100, keep, 10, 10);
+        row("limit beyond 64 bits: the signed maximum", u"99999999999999999999"_s, all, sat, max,
+            max);
+        row("signed maximum, negative", u"-9223372036854775807"_s, all, zero, -max, -max);
+    }
+    void reads()
+    {
+        QFETCH(QString, text);
+        QFETCH(quint64, limit);
+        QFETCH(OnOverflow, onOverflow);
+        const QByteArray bytes = text.toUtf8();
+        QTEST(leadingNumber(QStringView(text), limit, onOverflow), "asText");
+        QTEST(leadingNumber(QByteArrayView(bytes), limit, onOverflow), "asBytes");
+    }
+
+    // Minutes count the minute boundaries crossed, not 60-second spans.
+    void wholeMinutesCountBoundariesCrossed_data()
+    {
+        QTest::addColumn<QDateTime>("from");
+        QTest::addColumn<QDateTime>("to");
+        QTest::addColumn<qint64>("minutes");
+        const QDate d(2026, 3, 2);
+        const auto at = [d](int h, int m, int s) { return QDateTime(d, QTime(h, m, s)); };
+        QTest::newRow("same minute") << at(10, 0, 0) << at(10, 0, 59) << qint64(0);
+        QTest::newRow("one second, next minute") << at(10, 0, 59) << at(10, 1, 0) << qint64(1);
+        QTest::newRow("backwards") << at(10, 1, 0) << at(10, 0, 59) << qint64(-1);
+        QTest::newRow("next day") << at(23, 59, 0) << QDateTime(d.addDays(1), QTime(0, 1))
+                                  << qint64(2);
+        // A date never set is day zero: far in the past.
+        QTest::newRow("never set")
+            << QDateTime() << at(0, 0, 0) << qint64(QDate(1899, 12, 30).daysTo(d)) * 24 * 60;
+    }
+    void wholeMinutesCountBoundariesCrossed()
+    {
+        QFETCH(QDateTime, from);
+        QFETCH(QDateTime, to);
+        QTEST(wholeMinutesBetween(from, to), "minutes");
     }
 };
 
