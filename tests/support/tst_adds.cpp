@@ -45,27 +45,23 @@ class TestAdds : public QObject
 {
     Q_OBJECT
 private slots:
-    // The shell shows the text between blanks, cut to the 64-byte field.
-    void tip_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QByteArray>("tip"); // the field's bytes before its zero fill
-        QTest::newRow("ANSI") << u"Año"_s << " A\xF1o "_ba;
-        QTest::newRow("empty") << QString() << QByteArray();
-        QTest::newRow("cut: no terminator left")
-            << QString(70, u'x') << " "_ba + QByteArray(63, 'x');
-        QTest::newRow("exactly fits") << QString(62, u'y') << " "_ba + QByteArray(62, 'y') + " ";
-    }
+    // The shell shows the text between blanks, cut to the 64-byte field
+    // (here the field's bytes before its zero fill).
     void tip()
     {
-        QFETCH(QString, text);
-        QFETCH(QByteArray, tip);
-        Fixture f;
-        f.tray.setWin_SysTrayToolTip(text);
-        QVERIFY(f.tray.Win_SysTrayAdd());
-        QCOMPARE(f.backend.shownTip, QString::fromLatin1(tip));
-        QCOMPARE(f.tray.Win_SysTrayToolTip(),
-                 QString::fromLatin1(tip.leftJustified(AddsTray::kTipSize, '\0')));
+        const std::pair<QString, QByteArray> rows[] = {
+            {u"Año"_s, " A\xF1o "_ba},
+            {QString(), QByteArray()},
+            {QString(70, u'x'), " "_ba + QByteArray(63, 'x')},        // cut: no terminator left
+            {QString(62, u'y'), " "_ba + QByteArray(62, 'y') + " "}}; // exactly fits
+        for (const auto &[text, tip] : rows) {
+            Fixture f;
+            f.tray.setWin_SysTrayToolTip(text);
+            QVERIFY(f.tray.Win_SysTrayAdd());
+            QCOMPARE(f.backend.shownTip, QString::fromLatin1(tip));
+            QCOMPARE(f.tray.Win_SysTrayToolTip(),
+                     QString::fromLatin1(tip.leftJustified(AddsTray::kTipSize, '\0')));
+        }
     }
 
     // Refused, then added, then removed: changes reach the shell only while
@@ -75,9 +71,7 @@ private slots:
     {
         Fixture f;
         RecordingOwner second;
-        QPixmap pixmap(16, 16);
-        pixmap.fill(Qt::red);
-        const QIcon red(pixmap), none;
+        const QIcon red{QPixmap(16, 16)}, none;
         QVERIFY(!AddsTray(AddsServices{}).Win_SysTrayAdd()); // no notification area at all
         f.tray.setWin_SysTrayOwnerControl(&second);
         f.tray.setWin_SysTrayOwnerControl(&f.owner);

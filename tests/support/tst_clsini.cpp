@@ -157,7 +157,6 @@ private slots:
         QTest::ignoreMessage(QtWarningMsg, reported("LoadIniFile", "reading"));
         clsINI ini;
         ini.LoadIniFile(path);
-        QCOMPARE(ini.FileName(), QVariant(path));
         ini.WriteTo(u"s"_s, u"k"_s, u"v"_s);
         ini.WriteIniFile();
         QCOMPARE(readBytes(path), crlf("[s]|k=v|"));

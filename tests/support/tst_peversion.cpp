@@ -64,7 +64,7 @@ private slots:
         QFETCH(int, width);
         QFETCH(uint, value);
         for (const bool plus : {false, true}) {
-            QByteArray image = buildImage({plus, {1, 2, 3, 4}, true});
+            QByteArray image = buildImage({plus});
             QCOMPARE(parsed(image), u"1.2.3.4"_s);
             const int at =
                 offset + (plus && offset > kOptionalHeader && offset < kRsrcFile ? 16 : 0);
@@ -77,7 +77,7 @@ private slots:
     {
         // The version block is the last thing the reader needs: every shorter
         // prefix must fail, and the section's padding after it is not needed.
-        const QByteArray image = buildImage({true, {65535, 0, 7, 1}, true});
+        const QByteArray image = buildImage({true, {65535, 0, 7, 1}});
         const int needed = kRsrcFile + kVersionBlock + kVersionBlockSize;
         for (int size = 0; size < needed; ++size)
             QVERIFY2(parsed(image.left(size)) == u"none", QByteArray::number(size));
