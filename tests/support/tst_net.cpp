@@ -1,5 +1,4 @@
 #include "common/FakeProbes.h"
-#include "platform/UrlCache.h"
 #include "support/Net.h"
 
 #include <QTest>
@@ -10,15 +9,12 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-using test::FakePinger;
-using test::FakeResolver;
 constexpr auto net = test::ipv4;
 
-// The cache is not asked anything here.
-struct NoUrlCache final : platform::UrlCache
+// A Net that knows only the name "centre".
+struct Centre : test::FakeNet
 {
-    std::vector<std::string> entryUrls() override { return {}; }
-    bool deleteEntry(const std::string &) override { return false; }
+    Centre() { resolver.names["centre"] = test::ipv4(127, 1, 2, 250); }
 };
 
 } // namespace
@@ -26,14 +22,6 @@ struct NoUrlCache final : platform::UrlCache
 class TestNet : public QObject
 {
     Q_OBJECT
-
-    FakePinger m_pinger;           // for the tests that ping nothing
-    FakeResolver m_resolver = [] { // knows only "centre"
-        FakeResolver r;
-        r.names["centre"] = net(127, 1, 2, 250);
-        return r;
-    }();
-    NoUrlCache m_cache;
 
 private slots:
     void doPing_data()
@@ -56,47 +44,44 @@ private slots:
         QFETCH(uint, replies);
         QFETCH(uint, status);
         QFETCH(QString, error);
-        FakePinger pinger;
-        pinger.answer = platform::EchoResult{replies, status, 7, {}};
-        Net n(pinger, m_resolver, m_cache);
+        Centre f;
+        f.pinger.answer = platform::EchoResult{replies, status, 7, {}};
         const bool known = host == u"centre";
-        QCOMPARE(n.DoPing(host), error.isEmpty());
-        QCOMPARE(n.PingError, error);
-        QCOMPARE(n.PingOK, error.isEmpty() ? 7 : -1);
-        QCOMPARE(n.lastIP, known ? u"127.1.2.250"_s : u"No IP"_s);
-        using Sent = decltype(pinger.sent);
-        QCOMPARE(pinger.sent, known ? Sent{net(127, 1, 2, 250)} : Sent{});
-        QCOMPARE(pinger.timeouts, known ? Sent{500u} : Sent{});
+        QCOMPARE(f.net.DoPing(host), error.isEmpty());
+        QCOMPARE(f.net.PingError, error);
+        QCOMPARE(f.net.PingOK, error.isEmpty() ? 7 : -1);
+        QCOMPARE(f.net.lastIP, known ? u"127.1.2.250"_s : u"No IP"_s);
+        using Sent = decltype(f.pinger.sent);
+        QCOMPARE(f.pinger.sent, known ? Sent{net(127, 1, 2, 250)} : Sent{});
+        QCOMPARE(f.pinger.timeouts, known ? Sent{500u} : Sent{});
         // A later success keeps the last error.
-        pinger.answer = platform::EchoResult{1, 0, 3, {}};
-        QVERIFY(n.DoPing(u"centre"_s));
-        QCOMPARE(n.PingError, error);
+        f.pinger.answer = platform::EchoResult{1, 0, 3, {}};
+        QVERIFY(f.net.DoPing(u"centre"_s));
+        QCOMPARE(f.net.PingError, error);
     }
 
     // The echo and the name's look-up are waited for with events running, so
     // the window goes on while a server does not answer.
     void doPingLetsEventsRunWhileItWaits()
     {
-        FakePinger pinger;
-        pinger.held = true;
-        Net n(pinger, m_resolver, m_cache);
-        QTimer::singleShot(0, [&] { pinger.releaseAll(); });
-        QVERIFY(!n.DoPing(u"centre"_s)); // released by the event: a time-out
-        QCOMPARE(n.PingError, u"Ping failed to complete, error = 11010"_s);
+        Centre f;
+        f.pinger.held = true;
+        QTimer::singleShot(0, [&] { f.pinger.releaseAll(); });
+        QVERIFY(!f.net.DoPing(u"centre"_s)); // released by the event: a time-out
+        QCOMPARE(f.net.PingError, u"Ping failed to complete, error = 11010"_s);
     }
 
     // The name is padded to 64 characters in place; the look-up reads it as
     // a C string, in ANSI.
     void padding()
     {
-        FakeResolver resolver;
-        Net n(m_pinger, resolver, m_cache);
+        test::FakeNet f;
         QString empty, year = u"a\u00F1o"_s;
-        QCOMPARE(n.pingGetHostByName(empty), u"No IP"_s);
-        n.pingGetHostByName(year);
+        QCOMPARE(f.net.pingGetHostByName(empty), u"No IP"_s);
+        f.net.pingGetHostByName(year);
         QCOMPARE(empty, QString(64, QChar(0)));
         QCOMPARE(year, u"a\u00F1o"_s + QString(61, QChar(0)));
-        QCOMPARE(resolver.asked, (std::vector<std::string>{"", "a\xF1o"}));
+        QCOMPARE(f.resolver.asked, (std::vector<std::string>{"", "a\xF1o"}));
     }
 
     void ip2Long_data()

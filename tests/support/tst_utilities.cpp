@@ -1,8 +1,13 @@
 #include "common/TestSupport.h"
 #include "support/AddsUtilities.h"
+#include "support/Clock.h"
+#include "support/LeadingNumber.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include <limits>
+#include <numeric>
 
 using namespace orvex;
 using namespace Qt::StringLiterals;
@@ -16,51 +21,35 @@ class tst_Utilities : public QObject
 private slots:
     // "A" everywhere, "L" at the start, "T" at the end (on the reversed text,
     // without reversing the find or the result), "B" both.
-    void translate_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("find");
-        QTest::addColumn<QString>("replacement");
-        QTest::addColumn<QChar>("mode");
-        QTest::addColumn<QString>("result");
-        const QString x = u"xxaxbxx"_s;
-        QTest::newRow("A") << x << u"x"_s << u"-"_s << QChar(u'A') << u"--a-b--"_s;
-        QTest::newRow("L") << x << u"x"_s << QString() << QChar(u'L') << u"axbxx"_s;
-        QTest::newRow("B") << x << u"X"_s << QString() << QChar(u'B') << x;
-        QTest::newRow("T multi") << u"cabab"_s << u"ab"_s << u"12"_s << QChar(u'T') << u"c1212"_s;
-        QTest::newRow("T pair") << u"\U0001F600a\U0001F600"_s << u"\U0001F600"_s << u"-"_s
-                                << QChar(u'T') << u"\U0001F600a-"_s;
-        QTest::newRow("L holds find") << u"aab"_s << u"a"_s << u"aa"_s << QChar(u'L') << u"aaaab"_s;
-        QTest::newRow("bad mode") << x << u"x"_s << u"-"_s << QChar(u'Z') << x;
-    }
     void translate()
     {
-        QFETCH(QString, text);
-        QFETCH(QString, find);
-        QFETCH(QString, replacement);
-        QFETCH(QChar, mode);
-        QTEST(AddsUtilities::Var_Translate(text, find, replacement, mode, Qt::CaseSensitive),
-              "result");
-        QCOMPARE(AddsUtilities::Var_Reverse(u"a\U0001F600b"_s), u"b\U0001F600a"_s);
-    }
-
-    void urlEncode_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("encoded");
-        QTest::newRow("year, range ends") << u"A\u00F1o 09azAZ-"_s << u"A%F1o+09azAZ%2D"_s;
-        QTest::newRow("just past ASCII") << u"\u0080/:@[`{"_s << u"%3F%2F%3A%40%5B%60%7B"_s;
-        QTest::newRow("lone surrogate at the end") << u"a\xD83D"_s << u"a%3F"_s;
-        QTest::newRow("unreserved, controls") << u"_.~\t\n"_s << u"%5F%2E%7E%09%0A"_s;
-        QTest::newRow("euro") << u"\u20AC"_s << u"%80"_s;
-        QTest::newRow("not in code page") << u"\u65E5"_s << u"%3F"_s;
-        QTest::newRow("surrogate pair") << u"\U0001F600"_s << u"%3F"_s;
+        const QString x = u"xxaxbxx"_s, smile = u"\U0001F600"_s;
+        // Text, find, replacement, mode, result.
+        const QString rows[][5] = {{x, u"x"_s, u"-"_s, u"A"_s, u"--a-b--"_s},
+                                   {x, u"x"_s, QString(), u"L"_s, u"axbxx"_s},
+                                   {x, u"X"_s, QString(), u"B"_s, x},
+                                   {u"cabab"_s, u"ab"_s, u"12"_s, u"T"_s, u"c1212"_s},
+                                   {smile + u'a' + smile, smile, u"-"_s, u"T"_s, smile + u"a-"_s},
+                                   {u"aab"_s, u"a"_s, u"aa"_s, u"L"_s, u"aaaab"_s},
+                                   {x, u"x"_s, u"-"_s, u"Z"_s, x}};
+        for (const auto &r : rows)
+            QCOMPARE(AddsUtilities::Var_Translate(r[0], r[1], r[2], r[3][0], Qt::CaseSensitive),
+                     r[4]);
+        QCOMPARE(AddsUtilities::Var_Reverse(u"a"_s + smile + u'b'), u'b' + smile + u'a');
     }
 
     void urlEncode()
     {
-        QFETCH(QString, text);
-        QTEST(AddsUtilities::URL_Encode(text), "encoded");
+        const QString rows[][2] = {
+            {u"A\u00F1o 09azAZ-"_s, u"A%F1o+09azAZ%2D"_s},   // range ends
+            {u"\u0080/:@[`{"_s, u"%3F%2F%3A%40%5B%60%7B"_s}, // just past ASCII
+            {u"a\xD83D"_s, u"a%3F"_s},                       // lone surrogate at the end
+            {u"_.~\t\n"_s, u"%5F%2E%7E%09%0A"_s},            // unreserved, controls
+            {u"\u20AC"_s, u"%80"_s},                         // euro
+            {u"\u65E5"_s, u"%3F"_s},                         // not in the code page
+            {u"\U0001F600"_s, u"%3F"_s}};                    // surrogate pair
+        for (const auto &r : rows)
+            QCOMPARE(AddsUtilities::URL_Encode(r[0]), r[1]);
     }
 
     // Four decimal parts of 0 to 255, no leading zero, ASCII digits only.
@@ -123,8 +112,7 @@ private slots:
         const QString path = dir.path() + u"\\a\\b\\data.bin"_s;
         QCOMPARE(m_utils.File_ReadBinary(path), QString());
         QByteArray all(256, Qt::Uninitialized);
-        for (int i = 0; i < 256; ++i)
-            all[i] = char(i);
+        std::iota(all.begin(), all.end(), char(0));
         QVERIFY(test::writeBytes(dir.filePath(u"src.bin"_s), all));
         QVERIFY(m_utils.File_SaveBinary(path, m_utils.File_ReadBinary(dir.filePath(u"src.bin"_s))));
         QCOMPARE(test::readBytes(dir.filePath(u"a/b/data.bin"_s)), all);
@@ -133,6 +121,51 @@ private slots:
         QCOMPARE(m_utils.File_ReadBinary(path), u"A\u00F1o\r\n"_s);
         QVERIFY(!m_utils.File_SaveBinary(dir.path() + u"\\a"_s, u"z"_s));
         QVERIFY(!m_utils.File_SaveBinary(dir.path() + u"\\a"_s, u"z"_s, true));
+    }
+
+    // Every row is read both as text and as its UTF-8 bytes; the two differ
+    // only in which blanks may come first.
+    void leadingNumbers()
+    {
+        const auto sat = OnOverflow::Saturate, zero = OnOverflow::Zero,
+                   keep = OnOverflow::KeepDigitsRead;
+        const quint64 all = std::numeric_limits<quint64>::max();
+        const qint64 max = std::numeric_limits<qint64>::max();
+        // Text, limit, on overflow, read as text, read as bytes.
+        const std::tuple<QString, quint64, OnOverflow, qint64, qint64> rows[] = {
+            {u"+0000000000000000000000042"_s, 100, zero, 42, 42},
+            {u"  -7.5"_s, 100, zero, -7, -7},
+            {u"abc"_s, 100, sat, 0, 0},
+            {u"\u0663"_s, 100, sat, 0, 0}, // a digit of another script
+            {u"\n9"_s, 100, zero, 9, 0},
+            {u"\u00A05"_s, 100, zero, 5, 0}, // no-break space
+            {u"100"_s, 100, zero, 100, 100},
+            {u"-100"_s, 100, zero, -100, -100},
+            {u"-12345"_s, 100, sat, -100, -100},
+            {u"101"_s, 100, zero, 0, 0},
+            {u"1019"_s, 100, keep, 10, 10},
+            {u"99999999999999999999"_s, all, sat, max, max}, // a limit beyond 64 bits
+            {u"-9223372036854775807"_s, all, zero, -max, -max}};
+        for (const auto &[text, limit, onOverflow, asText, asBytes] : rows) {
+            QCOMPARE(leadingNumber(QStringView(text), limit, onOverflow), asText);
+            QCOMPARE(leadingNumber(QByteArrayView(text.toUtf8()), limit, onOverflow), asBytes);
+        }
+    }
+
+    // Minutes count the minute boundaries crossed, not 60-second spans.
+    void wholeMinutesCountBoundariesCrossed()
+    {
+        const QDate d(2026, 3, 2);
+        const auto at = [d](int h, int m, int s) { return QDateTime(d, QTime(h, m, s)); };
+        const std::tuple<QDateTime, QDateTime, qint64> rows[] = {
+            {at(10, 0, 0), at(10, 0, 59), 0},  // same minute
+            {at(10, 0, 59), at(10, 1, 0), 1},  // one second, next minute
+            {at(10, 1, 0), at(10, 0, 59), -1}, // backwards
+            {at(23, 59, 0), QDateTime(d.addDays(1), QTime(0, 1)), 2},
+            // A date never set is day zero: far in the past.
+            {QDateTime(), at(0, 0, 0), QDate(1899, 12, 30).daysTo(d) * 24 * 60}};
+        for (const auto &[from, to, minutes] : rows)
+            QCOMPARE(wholeMinutesBetween(from, to), minutes);
     }
 };
 

@@ -3,6 +3,7 @@
 // and a .rsrc section holding a version resource, for the version reader's
 // tests. The layout is fixed so tests can patch single fields.
 #include <QByteArray>
+#include <QtEndian>
 
 #include <array>
 #include <cstdint>
@@ -28,21 +29,18 @@ constexpr int sectionTable(bool pe32Plus)
 
 inline void put16(QByteArray &image, int offset, std::uint16_t value)
 {
-    image[offset] = char(value & 0xFF);
-    image[offset + 1] = char(value >> 8);
+    qToLittleEndian(value, image.data() + offset);
 }
 
 inline void put32(QByteArray &image, int offset, std::uint32_t value)
 {
-    put16(image, offset, std::uint16_t(value & 0xFFFF));
-    put16(image, offset + 2, std::uint16_t(value >> 16));
+    qToLittleEndian(value, image.data() + offset);
 }
 
 struct ImageOptions
 {
     bool pe32Plus = false;
     std::array<std::uint16_t, 4> version{1, 2, 3, 4};
-    bool withVersion = true; // false: the root lists only the icon type
 };
 
 inline QByteArray buildImage(const ImageOptions &o)
@@ -64,7 +62,7 @@ inline QByteArray buildImage(const ImageOptions &o)
         // Resource directories: named and ID entry counts. The root's named
         // entry's string offset (0x10) would, if its name bit were ignored,
         // read as ID 16 and lead to the empty icon directory at 0x28.
-        r + 12, 1, r + 14, o.withVersion ? 2u : 1u, r + nameDir + 14, 1, r + kLanguageDir + 14, 1,
+        r + 12, 1, r + 14, 2, r + nameDir + 14, 1, r + kLanguageDir + 14, 1,
         // Version block: length, value length.
         block, kVersionBlockSize, block + 2, 52};
     for (size_t i = 0; i < std::size(halves); i += 2)
@@ -79,10 +77,10 @@ inline QByteArray buildImage(const ImageOptions &o)
         s + 8, 0x10, s + 12, 0x1000, s + 16, 0x200, s + 20, 0x200, s + 48, used, s + 52, kRsrcRva,
         s + 56, 0x200, s + 60, kRsrcFile,
         // Resource directory entries (name or ID, then target), the data entry.
-        r + 16, dir | 16, r + 20, dir | 0x28, r + 24, 3, r + 28, dir | 0x28, r + 32,
-        o.withVersion ? 16u : 0u, r + 36, o.withVersion ? dir | nameDir : 0u, r + nameDir + 16, 1,
-        r + nameDir + 20, dir | kLanguageDir, r + kLanguageDir + 16, 0x409, r + kLanguageDir + 20,
-        kDataEntry, r + kDataEntry, kRsrcRva + kVersionBlock, r + kDataEntry + 4, kVersionBlockSize,
+        r + 16, dir | 16, r + 20, dir | 0x28, r + 24, 3, r + 28, dir | 0x28, r + 32, 16, r + 36,
+        dir | nameDir, r + nameDir + 16, 1, r + nameDir + 20, dir | kLanguageDir,
+        r + kLanguageDir + 16, 0x409, r + kLanguageDir + 20, kDataEntry, r + kDataEntry,
+        kRsrcRva + kVersionBlock, r + kDataEntry + 4, kVersionBlockSize,
         // VS_FIXEDFILEINFO: signature, structure version, file version.
         block + 40, 0xFEEF04BDu, block + 44, 0x10000, block + 48,
         (std::uint32_t(o.version[0]) << 16) | o.version[1], block + 52,
