@@ -89,6 +89,12 @@ private slots:
         b.select(0);
         b.form->Lista_Click();
         QCOMPARE(b.rows(), QStringList{u"Grua\t00:00\t"_s});
+        b.boxes.inputs = {u"Sur"_s};
+        b.form->ui().cmdListAdd->click();
+        b.boxes.answers = {platform::Answer::Yes, platform::Answer::Yes};
+        remove->click(); // its bound row goes: the box is bound to none
+        remove->click(); // and stays so
+        QCOMPARE(b.rows(), QStringList());
     }
 
     // Arrows step the delay and Down moves on, keeping it; a close request
@@ -107,6 +113,9 @@ private slots:
         QVERIFY(!b.form->close()); // refused
         QCOMPARE(test::readBytes(b.delays()), QByteArray("Grua\t00:15\t\r\nMecanica\t01:00\t\r\n"));
         QTest::keyClick(input, Qt::Key_Left); // keys in the box work alike
+        QVERIFY(list->hasFocus());
+        input->setFocus();
+        b.form->ui().cmdListRemove->click(); // answered No: the list has the keys again
         QVERIFY(list->hasFocus());
         QTest::keyClick(list, Qt::Key_Return);
         QCOMPARE(test::readBytes(b.delays()), QByteArray("Grua\t00:15\t\r\nMecanica\t00:45\t\r\n"));
