@@ -22,6 +22,17 @@ const QByteArray kIni = "[Centro]\r\nHost=127.0.0.1\r\n\r\n[DynIP]\r\n"
                         "DynIP Server 3=Beta/prov2/127.0.0.1:8000/V1/60\r\n"
                         "DynIP Server 5=Gama/prov3/127.0.0.1/V2/300\r\n";
 
+// Counts the times a window is raised over the others.
+struct RaiseWatch : QObject
+{
+    int count = 0;
+    bool eventFilter(QObject *, QEvent *e) override
+    {
+        count += e->type() == QEvent::ZOrderChange;
+        return false;
+    }
+};
+
 } // namespace
 
 class TestWnPrincipal : public QObject
@@ -100,8 +111,11 @@ private slots:
         f.tray().mnuEmergente(TrayMenu::DelayBoard)->trigger();
         f.activateWindow();
         QTRY_COMPARE(QApplication::activeWindow(), &f);
+        RaiseWatch raises;
+        board.installEventFilter(&raises);
         f.tray().mnuEmergente(TrayMenu::DelayBoard)->trigger();
         QTRY_COMPARE(QApplication::activeWindow(), &board);
+        QVERIFY(raises.count > 0); // on top of others too, where the system stacks windows
         QVERIFY(board.LastSaved.isNull());
         // A conversation's entry shows its window; the last one the dialog.
         f.chats().windows()[0]->hide();
