@@ -107,6 +107,10 @@ private slots:
         f.tray.setWin_SysTrayToolTip(u"tres"_s);
         QCOMPARE(std::tuple(f.backend.adds, f.backend.modifies, f.backend.removes),
                  std::tuple(2, 2, 1));
+        std::optional<AddsTray> gone(std::in_place, AddsServices{.tray = &f.backend});
+        gone->setWin_SysTrayOwnerControl(&second);
+        gone.reset(); // a tray that is gone hears no more clicks
+        f.backend.click(E::LeftDown);
         QVERIFY(second.codes.isEmpty());
     }
 

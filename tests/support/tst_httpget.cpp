@@ -307,6 +307,32 @@ private slots:
         QCOMPARE(log.captions, QStringList(2, QString()));
     }
 
+    // A local address that is taken fails the connect at once; a send
+    // counts its bytes as they reach the system, not before.
+    void socketOfItsOwn()
+    {
+        LoopbackHttpServer server;
+        SocketX clash, plain;
+        for (SocketX *s : {&clash, &plain}) {
+            s->LocalAddress = s->RemoteAddress = u"127.0.0.1"_s;
+            s->RemotePort = server.port();
+            QVERIFY(s->Create());
+        }
+        clash.LocalPort = server.port();
+        QVERIFY(!clash.Connect());
+        QCOMPARE(clash.ErrorNumber(), 10048);
+        QVERIFY(plain.Connect());
+        QTRY_COMPARE(plain.state(), SocketState::Connected);
+        QVERIFY(plain.Send("GET"));
+        QCOMPARE(plain.BytesSent(), 0);
+        QTRY_COMPARE(plain.BytesSent(), 3);
+        SocketX datagram; // to a name: nothing counts while it is looked up
+        datagram.SocketType = platform::SocketKind::Datagram;
+        QVERIFY(datagram.Create() && datagram.SendTo("x", u"localhost"_s, server.port()));
+        QCOMPARE(datagram.BytesSent(), 0);
+        QTRY_COMPARE(datagram.BytesSent(), 1);
+    }
+
     // A call that arrives through events while one runs returns at once;
     // whoever waits for the socket is told when it is free again.
     void callDuringCallReturnsEmpty()
