@@ -35,7 +35,8 @@ private slots:
             << u"umts 0x10d1 1 512 -"_s << uint(flag::Modem | flag::Configured);
         QTest::newRow("modem and lan") << u"wwan0 0x1091 1 1 -;wlan0 0x1003 1 1 -"_s
                                        << uint(flag::Modem | flag::Lan | flag::Configured);
-        QTest::newRow("no flags attribute, operstate up") << u"eth0 - 1 1 up"_s << lanUp;
+        QTest::newRow("no flags attribute, operstate up; blanks after")
+            << u"eth0 - 1\r 1 up\t"_s << lanUp;
     }
 
     void flags()
