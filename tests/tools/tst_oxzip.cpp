@@ -249,6 +249,14 @@ private slots:
                                                        {{dir.filePath(u"gone.ini"_s).toStdString(),
                                                          "gone.ini", false}}));
         QCOMPARE(treeOf(dir.path()), before);
+        try { // an archive that would be a folder: the archiver's own reason
+            writeArchive(dir.filePath(u"blocked"_s).toStdString(),
+                         {{dir.filePath(u"first.ini"_s).toStdString(), "first.ini", false}});
+            QFAIL("written over a folder");
+        } catch (const Failure &f) {
+            QVERIFY2(std::string_view(f.what()).ends_with("blocked\": Operation not supported"),
+                     f.what());
+        }
         {
             Staging staging;
             for (const QString &name : {u"first.ini"_s, u"blocked"_s}) {
