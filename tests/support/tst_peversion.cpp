@@ -49,6 +49,7 @@ private slots:
         row("block beyond raw data", sectionTable(false) + 56, 4, kVersionBlock + 40);
         row("huge entry count", root + 12, 4, 0xFFFFFFFFu);
         row("version only by name", root + 32, 4, 0x80000000u | 16);
+        row("version entry not counted", root + 14, 2, 1);
         row("cycle to root", lang + 4, 4, 0x80000000u | kRootDir);
         row("offset past end", lang + 4, 4, 0x7FFFFFF0u);
         row("data rva wraps", data, 4, 0xFFFFFFF0u);
