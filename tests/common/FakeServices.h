@@ -86,25 +86,19 @@ public:
     }
 };
 
-// Another copy runs or not, as the test says; records what was asked of it.
+// No other copy runs; a newer one can ask this one to close.
 class FakeSingleInstance final : public platform::SingleInstance
 {
 public:
-    bool anotherIsRunning() const override { return otherRunning; }
-    bool askOtherToClose() const override
-    {
-        ++closeRequestsSent;
-        return otherRunning;
-    }
+    bool anotherIsRunning() const override { return false; }
+    bool askOtherToClose() const override { return false; }
     void claim() override { claimed = true; }
     bool isClaimed() const override { return claimed; }
 
     // A newer copy asks this one to close.
     void requestClose() { emit closeRequested(); }
 
-    bool otherRunning = false;
     bool claimed = false;
-    mutable int closeRequestsSent = 0;
 };
 
 } // namespace orvex::test

@@ -19,15 +19,13 @@ namespace orvex::test {
 class FakeProcessWindows final : public platform::ProcessWindows
 {
 public:
-    bool hasWindowList() override { return windowList; }
+    bool hasWindowList() override { return true; }
     platform::WindowHandle findWindowByTitle(const std::string &t) override
     {
-        ++searches;
         return titles.count(t) ? titles[t] : 0;
     }
     platform::WindowHandle findWindowByClass(const std::string &c) override
     {
-        ++searches;
         return classes.count(c) ? classes[c] : 0;
     }
     bool postClose(platform::WindowHandle window) override
@@ -51,9 +49,7 @@ public:
 
     void endAll() { running.clear(); }
 
-    bool windowList = true;
     bool startFails = false;
-    int searches = 0;
     std::map<std::string, platform::WindowHandle> titles, classes;
     std::vector<platform::WindowHandle> closed;
     std::vector<std::string> started;
@@ -65,22 +61,18 @@ private:
     platform::ProcessToken m_last = 0;
 };
 
-// Records every sound started as "path*count". Each ends at once, or, with
-// `holds`, when the test sets `playing` back to false.
+// Records every sound started as "path*count"; each ends at once.
 class FakeSound final : public platform::SoundPlayer
 {
 public:
     bool play(const QString &path, int count) override
     {
         played << path + u'*' + QString::number(count);
-        playing = holds;
         return true;
     }
-    bool isPlaying() const override { return playing; }
-    void stop() override { playing = false; }
+    bool isPlaying() const override { return false; }
+    void stop() override {}
 
-    bool holds = false;
-    bool playing = false;
     QStringList played;
 };
 

@@ -51,8 +51,6 @@ struct Answer
     {
         return reply("HTTP/1.0 200 OK\r\n" + headers + "\r\n" + body);
     }
-    // Stays connected and says nothing.
-    static Answer silent() { return {}; }
 };
 
 class LoopbackHttpServer
