@@ -26,16 +26,6 @@ const QByteArray kSample = crlf("; kept by hand|Version=3|[DynIP]|  DynIP Server
                                 "[Directorios]|Pendientes=C:\\Nuevos|Unknown=kept|");
 const QString kDot = u"\u00B7"_s;
 
-// Whatever was done in memory, the index must be the one a fresh load of the
-// written bytes builds.
-void verifyIndexMatchesReload(const clsINI &ini)
-{
-    clsINI fresh;
-    fresh.LoadIniBytes(QString(), orvex::joinIniLines(ini.Lines()));
-    QCOMPARE(std::tuple(fresh.SectionNames(), fresh.SectionStart(), fresh.SectionItemCount()),
-             std::tuple(ini.SectionNames(), ini.SectionStart(), ini.SectionItemCount()));
-}
-
 QRegularExpression reported(const char *source, const char *what)
 {
     return QRegularExpression(QLatin1String(source) + u" Error \\d+ \\(.+\\) occurred while "_s +
@@ -140,7 +130,12 @@ private slots:
         op == 'W'   ? ini.WriteTo(section, key, value)
         : op == 'K' ? ini.DeleteKey(section, key)
                     : ini.DeleteSection(section);
-        verifyIndexMatchesReload(ini);
+        // Whatever was done in memory, the index must be the one a fresh
+        // load of the written bytes builds.
+        clsINI fresh;
+        fresh.LoadIniBytes(QString(), orvex::joinIniLines(ini.Lines()));
+        QCOMPARE(std::tuple(fresh.SectionNames(), fresh.SectionStart(), fresh.SectionItemCount()),
+                 std::tuple(ini.SectionNames(), ini.SectionStart(), ini.SectionItemCount()));
         ini.WriteIniFile();
         QVERIFY(!ini.Dirty());
         QTEST(readBytes(path), "after");

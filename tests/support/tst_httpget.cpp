@@ -113,27 +113,21 @@ private slots:
         QTest::newRow("html close, any case") << "A\xF1o</p></HtMl>"_ba << true << 0;
         QTest::newRow("end without CR") << "R:OK\r\n.END.\n"_ba << false << 0;
         QTest::newRow("end without LF") << "R:OK\r\n.END.\r"_ba << false << 0;
-        QTest::newRow("announced")
-            << status + "Content-length: 20480\r\n\r\nbody" << false << 20480;
         QTest::newRow("blanks, then text") << status + "Content-length:  42 B\r\n" << false << 42;
-        QTest::newRow("first one counts")
-            << "Content-length: 5\r\nContent-length: 9\r\n"_ba << false << 5;
+        QTest::newRow("twice") << "Content-length: 5\r\nContent-length: 9\r\n"_ba << false << 5;
         QTest::newRow("zero") << status + "Content-length: 0\r\n\r\n" << false << -1;
-        QTest::newRow("one") << status + "Content-length: 1\r\n\r\nx" << false << 1;
+        QTest::newRow("one") << status + "Content-length: 1\r\n\r\nbody" << false << 1;
         QTest::newRow("beyond 32 bits") << status + "Content-length: 4294967296\r\n" << false << -1;
-        QTest::newRow("usual spelling: not this header") << status + "Content-Length: 20\r\n\r\n"
-                                                         << false << 0;
+        QTest::newRow("Content-Length") << status + "Content-Length: 20\r\n\r\n" << false << 0;
         QTest::newRow("line not finished") << status + "Content-length: 20" << false << 0;
     }
     void scanner()
     {
         QFETCH(QByteArray, reply);
-        QFETCH(bool, ends);
-        QFETCH(int, length);
         for (const qsizetype piece : {1, 2, 3, 5, 7, 16, 17, 1 << 20}) {
             const ReplyScanner scanner = scanInPieces(reply, piece);
-            QCOMPARE(scanner.endMarkerSeen(), ends);
-            QCOMPARE(scanner.contentLength(), length);
+            QTEST(scanner.endMarkerSeen(), "ends");
+            QTEST(scanner.contentLength(), "length");
             QCOMPARE(scanner.received(), reply.size());
             // Every marker stands at the end of its row: one byte short is none.
             QVERIFY(!scanInPieces(QByteArrayView(reply).chopped(1), piece).endMarkerSeen());

@@ -24,40 +24,32 @@ class TestNet : public QObject
     Q_OBJECT
 
 private slots:
-    void doPing_data()
-    {
-        QTest::addColumn<QString>("host");
-        QTest::addColumn<uint>("replies");
-        QTest::addColumn<uint>("status");
-        QTest::addColumn<QString>("error"); // empty: success
-        QTest::newRow("answered") << u"centre"_s << 1u << 0u << QString();
-        QTest::newRow("no reply") << u"centre"_s << 0u << 11010u << u"Ping failed, error = 11010"_s;
-        QTest::newRow("error status")
-            << u"centre"_s << 1u << 11003u << u"Ping failed to complete, error = 11003"_s;
-        // A name that does not resolve fails without sending anything.
-        QTest::newRow("unresolved")
-            << u"no-such-host"_s << 0u << 11050u << u"Ping failed, error = 11050"_s;
-    }
+    // A name that does not resolve fails without sending anything; a later
+    // success keeps the last error.
     void doPing()
     {
-        QFETCH(QString, host);
-        QFETCH(uint, replies);
-        QFETCH(uint, status);
-        QFETCH(QString, error);
-        Centre f;
-        f.pinger.answer = platform::EchoResult{replies, status, 7, {}};
-        const bool known = host == u"centre";
-        QCOMPARE(f.net.DoPing(host), error.isEmpty());
-        QCOMPARE(f.net.PingError, error);
-        QCOMPARE(f.net.PingOK, error.isEmpty() ? 7 : -1);
-        QCOMPARE(f.net.lastIP, known ? u"127.1.2.250"_s : u"No IP"_s);
-        using Sent = decltype(f.pinger.sent);
-        QCOMPARE(f.pinger.sent, known ? Sent{net(127, 1, 2, 250)} : Sent{});
-        QCOMPARE(f.pinger.timeouts, known ? Sent{500u} : Sent{});
-        // A later success keeps the last error.
-        f.pinger.answer = platform::EchoResult{1, 0, 3, {}};
-        QVERIFY(f.net.DoPing(u"centre"_s));
-        QCOMPARE(f.net.PingError, error);
+        // Host, replies, status, error (empty: success).
+        const std::tuple<QString, uint, uint, QString> rows[] = {
+            {u"centre"_s, 1, 0, QString()},
+            {u"centre"_s, 0, 11010, u"Ping failed, error = 11010"_s},
+            {u"centre"_s, 1, 11003, u"Ping failed to complete, error = 11003"_s},
+            {u"no-such-host"_s, 0, 11050, u"Ping failed, error = 11050"_s}};
+        for (const auto &[host, replies, status, error] : rows) {
+            Centre f;
+            f.pinger.answer = platform::EchoResult{replies, status, 7, {}};
+            const bool known = host == u"centre";
+            const bool ok = f.net.DoPing(host);
+            QCOMPARE(std::tuple(ok, f.net.PingError, f.net.PingOK, f.net.lastIP),
+                     std::tuple(error.isEmpty(), error, error.isEmpty() ? 7 : -1,
+                                known ? u"127.1.2.250"_s : u"No IP"_s));
+            using Sent = decltype(f.pinger.sent);
+            QCOMPARE(std::tuple(f.pinger.sent, f.pinger.timeouts),
+                     known ? std::tuple(Sent{net(127, 1, 2, 250)}, Sent{500u})
+                           : std::tuple(Sent{}, Sent{}));
+            f.pinger.answer = platform::EchoResult{1, 0, 3, {}};
+            QVERIFY(f.net.DoPing(u"centre"_s));
+            QCOMPARE(f.net.PingError, error);
+        }
     }
 
     // The echo and the name's look-up are waited for with events running, so
@@ -84,30 +76,20 @@ private slots:
         QCOMPARE(f.resolver.asked, (std::vector<std::string>{"", "a\xF1o"}));
     }
 
-    void ip2Long_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<uint>("address");
-        const uint none = 0xFFFFFFFFu;
-        QTest::newRow("dotted") << u"1.2.3.4"_s << net(1, 2, 3, 4);
-        QTest::newRow("three parts") << u"1.2.300"_s << net(1, 2, 1, 44);
-        QTest::newRow("two parts") << u"10.65538"_s << net(10, 1, 0, 2);
-        QTest::newRow("one part") << u"3232235521"_s << net(192, 168, 0, 1);
-        QTest::newRow("hex and octal") << u"0x7F.010.00.0XaA"_s << net(127, 8, 0, 0xAA);
-        QTest::newRow("empty") << QString() << none;
-        QTest::newRow("five parts") << u"1.2.3.4.5"_s << none;
-        QTest::newRow("byte too large") << u"256.1.1.1"_s << none;
-        QTest::newRow("last of three too large") << u"1.2.65536"_s << none;
-        QTest::newRow("last of two too large") << u"1.16777216"_s << none;
-        QTest::newRow("over 32 bits") << u"4294967296"_s << none;
-        QTest::newRow("not octal") << u"08.1.1.1"_s << none;
-        QTest::newRow("bare 0x") << u"0x.1.1.1"_s << none;
-        QTest::newRow("blank") << u"1.2.3.4 "_s << none;
-    }
+    // Fewer parts than four fill the last one; parts may be hex or octal.
     void ip2Long()
     {
-        QFETCH(QString, text);
-        QTEST(uint(Net::IP2Long(text)), "address");
+        const std::pair<QString, uint> valid[] = {{u"1.2.3.4"_s, net(1, 2, 3, 4)},
+                                                  {u"1.2.300"_s, net(1, 2, 1, 44)},
+                                                  {u"10.65538"_s, net(10, 1, 0, 2)},
+                                                  {u"3232235521"_s, net(192, 168, 0, 1)},
+                                                  {u"0x7F.010.00.0XaA"_s, net(127, 8, 0, 0xAA)}};
+        for (const auto &[text, address] : valid)
+            QCOMPARE(uint(Net::IP2Long(text)), address);
+        for (const QString &bad :
+             {QString(), u"1.2.3.4.5"_s, u"256.1.1.1"_s, u"1.2.65536"_s, u"1.16777216"_s,
+              u"4294967296"_s, u"08.1.1.1"_s, u"0x.1.1.1"_s, u"1.2.3.4 "_s})
+            QVERIFY2(uint(Net::IP2Long(bad)) == 0xFFFFFFFFu, qPrintable(bad));
     }
 };
 
