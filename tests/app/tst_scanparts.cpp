@@ -31,10 +31,8 @@ const QByteArray kAccepted = "HTTP/1.0 200 OK\r\n\r\nR:OK Lumaris\r\n.END.\r\n";
 
 // The agent's services with the real socket, for the pieces that talk to
 // servers of the test's own.
-struct OnLoopback : test::AgentHarness
-{
-    OnLoopback() : AgentHarness("[Centro]\r\nHost=127.0.0.1\r\n", Network::Loopback) {}
-};
+constexpr auto kLoopback = test::AgentHarness::Network::Loopback;
+const QByteArray kCentre = "[Centro]\r\nHost=127.0.0.1\r\n";
 
 } // namespace
 
@@ -42,31 +40,27 @@ class TestScanParts : public QObject
 {
     Q_OBJECT
 private slots:
-    void parsesServerValues_data()
-    {
-        QTest::addColumn<QString>("value");
-        // Host|Port|Version|seconds|domain field, or what makes it no entry.
-        QTest::addColumn<QString>("parsed");
-        QTest::newRow("v2 defaults") << u"A/prov1/10.0.0.5/V2"_s << u"10.0.0.5|9751|V2|120|prov1"_s;
-        QTest::newRow("v1 port, interval") << u"A/p/h:8000/V1/60"_s << u"h|8000|V1|60|p"_s;
-        QTest::newRow("lower-case v2 is not V2") << u"A/p/h/v2"_s << u"h|9745|v2|120|p"_s;
-        QTest::newRow("empty interval") << u"A/p/h/V2/"_s << u"h|9751|V2|0|p"_s;
-        QTest::newRow("interval too big") << u"A/p/h/V2/99999"_s << u"h|9751|V2|0|p"_s;
-        QTest::newRow("empty domain") << u"A//10.0.0.5/V2"_s << u"invalid, domain "_s;
-        QTest::newRow("no host field") << u"A/prov1/host"_s << u"invalid, domain prov1"_s;
-        QTest::newRow("no slash") << u"A prov1 host V2"_s << u"no slash"_s;
-    }
     void parsesServerValues()
     {
-        QFETCH(QString, value);
-        const DynIpServerValue v = parseDynIpServerValue(value);
-        const QString fields = QStringList{v.Host, v.Port, v.Version,
-                                           QString::number(v.KeepAliveSeconds), v.domainField}
-                                   .join(u'|');
-        QTEST(!v.hasSeparator ? u"no slash"_s
-              : v.valid       ? fields
-                              : u"invalid, domain "_s + v.domainField,
-              "parsed");
+        // The value; Host|Port|Version|seconds|domain field, or what makes it no entry.
+        for (const auto &[value, parsed] :
+             {std::pair{u"A/prov1/10.0.0.5/V2"_s, u"10.0.0.5|9751|V2|120|prov1"_s},
+              {u"A/p/h:8000/V1/60"_s, u"h|8000|V1|60|p"_s},
+              {u"A/p/h/v2"_s, u"h|9745|v2|120|p"_s}, // lower-case v2 is not V2
+              {u"A/p/h/V2/"_s, u"h|9751|V2|0|p"_s},
+              {u"A/p/h/V2/99999"_s, u"h|9751|V2|0|p"_s}, // interval too big
+              {u"A//10.0.0.5/V2"_s, u"invalid, domain "_s},
+              {u"A/prov1/host"_s, u"invalid, domain prov1"_s}, // no host field
+              {u"A prov1 host V2"_s, u"no slash"_s}}) {
+            const DynIpServerValue v = parseDynIpServerValue(value);
+            const QString fields = QStringList{v.Host, v.Port, v.Version,
+                                               QString::number(v.KeepAliveSeconds), v.domainField}
+                                       .join(u'|');
+            QCOMPARE(!v.hasSeparator ? u"no slash"_s
+                     : v.valid       ? fields
+                                     : u"invalid, domain "_s + v.domainField,
+                     parsed);
+        }
     }
 
     // The support server comes first. It takes the domain of the last value
@@ -118,62 +112,47 @@ private slots:
     }
 
     // The lowest state rules the tip; with no state row it lists the problems.
-    void trayTipOfTheTable_data()
-    {
-        QTest::addColumn<QList<int>>("states"); // element 0 first
-        QTest::addColumn<QString>("tip");
-        QTest::newRow("lowest") << QList<int>{3, 2, 3, 3} << u"Orvex - Conectividad limitada"_s;
-        QTest::newRow("two problems") << QList<int>{1, 3, 2} << u"Orvex - Sin conexión"_s;
-        QTest::newRow("not tried")
-            << QList<int>{0, 1, 3, 2} << u"Orvex - A1: Sin internet /  / A3: Sin conexión"_s;
-    }
     void trayTipOfTheTable()
     {
-        QFETCH(QList<int>, states);
-        std::vector<DynIpServer> servers(states.size());
-        for (int i = 0; i < states.size(); ++i) {
-            servers[i].Name = u"A%1"_s.arg(i);
-            servers[i].State = states[i];
+        // The states, element 0 first; the tip.
+        for (const auto &[states, tip] :
+             {std::pair{QList<int>{3, 2, 3, 3}, u"Orvex - Conectividad limitada"_s},
+              {{1, 3, 2}, u"Orvex - Sin conexión"_s}, // two problems
+              {{0, 1, 3, 2}, u"Orvex - A1: Sin internet /  / A3: Sin conexión"_s}}) {
+            std::vector<DynIpServer> servers(states.size());
+            for (int i = 0; i < states.size(); ++i) {
+                servers[i].Name = u"A%1"_s.arg(i);
+                servers[i].State = states[i];
+            }
+            QCOMPARE(judgeServers(servers).trayTip(), tip);
         }
-        QTEST(judgeServers(servers).trayTip(), "tip");
     }
 
     // Only "V2" is sent; an answer needs both "R:" and the maker's name; a
     // failure is told apart by a ping of the host.
-    void keepAliveByVersion_data()
-    {
-        QTest::addColumn<QString>("version");
-        QTest::addColumn<QByteArray>("reply"); // null: the port is closed
-        QTest::addColumn<bool>("pingAnswers");
-        QTest::addColumn<int>("state");
-        QTest::addColumn<QString>("failure");
-        const QString noPing = u"Ping failed to complete, error = 11010"_s;
-        QTest::newRow("accepted") << u"V2"_s << kAccepted << false << 3 << QString();
-        QTest::newRow("refused, host answers")
-            << u"V2"_s << QByteArray("HTTP/1.0 500 Mal\r\n\r\nR:ERR\r\n.END.\r\n") << true << 2
-            << u"HTTP/1.0 500 Mal"_s;
-        QTest::newRow("no maker") << u"V2"_s << QByteArray("HTTP/1.0 200 A\r\n\r\nR:OK\r\n") << true
-                                  << 2 << u"HTTP/1.0 200 A"_s;
-        QTest::newRow("closed port, host silent")
-            << u"V2"_s << QByteArray() << false << 1 << noPing;
-        QTest::newRow("v3") << u"V3"_s << kAccepted << true << 2 << u"versión desconocida: V3"_s;
-        QTest::newRow("lower-case v2") << u"v2"_s << kAccepted << false << 1 << noPing;
-    }
     void keepAliveByVersion()
     {
-        QFETCH(QString, version);
-        QFETCH(QByteArray, reply);
-        QFETCH(bool, pingAnswers);
-        OnLoopback h;
-        if (pingAnswers)
-            h.probes.pinger.answering[test::ipv4(127, 0, 0, 1)] = true;
-        test::LoopbackHttpServer http(test::Answer::reply(reply).steps);
-        const quint16 port = reply.isNull() ? 1 : http.port(); // 1: closed on loopback
-        KeepAliveSender sender(*h.adds, *h.socket, h.probes.net);
-        const KeepAliveOutcome out = sender.send(target(version, port, u"prov1"_s));
-        QTEST(int(out.state), "state");
-        QTEST(out.failure, "failure");
-        QCOMPARE(h.probes.pinger.sent.size(), size_t(out.state == 3 ? 0 : 1));
+        const QString noPing = u"Ping failed to complete, error = 11010"_s,
+                      status = u"HTTP/1.0 500 Mal"_s;
+        // The version, the reply (null: the port is closed), whether a ping is
+        // answered, the state and the failure judged.
+        for (const auto &[version, reply, pingAnswers, state, failure] :
+             {std::tuple{u"V2"_s, kAccepted, false, 3, QString()},
+              {u"V2"_s, status.toLatin1() + "\r\n\r\nR:OK\r\n", true, 2, status},    // no maker
+              {u"V2"_s, status.toLatin1() + "\r\n\r\nLumaris\r\n", true, 2, status}, // no "R:"
+              {u"V2"_s, QByteArray(), false, 1, noPing},
+              {u"V3"_s, kAccepted, true, 2, u"versión desconocida: V3"_s},
+              {u"v2"_s, kAccepted, false, 1, noPing}}) {
+            test::AgentHarness h(kCentre, kLoopback);
+            if (pingAnswers)
+                h.probes.pinger.answering[test::ipv4(127, 0, 0, 1)] = true;
+            test::LoopbackHttpServer http(test::Answer::reply(reply).steps);
+            const quint16 port = reply.isNull() ? 1 : http.port(); // 1: closed on loopback
+            const KeepAliveOutcome out = KeepAliveSender(*h.adds, *h.socket, h.probes.net)
+                                             .send(target(version, port, u"prov1"_s));
+            QCOMPARE(std::pair(int(out.state), out.failure), std::pair(state, failure));
+            QCOMPARE(h.probes.pinger.sent.size(), size_t(state == 3 ? 0 : 1));
+        }
     }
 
     // The delay file goes to every "V2" server once per change, on the
@@ -181,7 +160,7 @@ private slots:
     void delayUploadGoesToEveryV2ServerOnce()
     {
         test::LoopbackHttpServer http(test::Answer::ok("R:OK\r\n.END.\r\n").steps);
-        OnLoopback h;
+        test::AgentHarness h(kCentre, kLoopback);
         const QString file = h.path(u"OxDemoras.txt"_s);
         DelayUpload upload(*h.adds, *h.socket, file, http.port());
         std::vector<DynIpServer> servers(3);
@@ -190,10 +169,10 @@ private slots:
         servers[2] = target(u"V2"_s, 2, u"Otro"_s);
         QVERIFY(test::writeBytes(file, u"Grúa Norte\t01:30\t\r\n"_s.toLatin1()));
         QVERIFY(upload.tick(servers, nullptr));
-        QCOMPARE(http.requests.size(), 2);
-        QVERIFY(http.requests[0].startsWith("GET /ox//demoras.cgi?Prestador=provuno&Content="
-                                            "Gr%FAa+Norte%0901%3A30%09%0D%0A HTTP/1.0\r\n"));
-        QVERIFY(http.requests[1].startsWith("GET /ox//demoras.cgi?Prestador=otro&Content="));
+        const QByteArray get = "GET /ox//demoras.cgi?Prestador=",
+                         content = "&Content=Gr%FAa+Norte%0901%3A30%09%0D%0A HTTP/1.0";
+        QCOMPARE(http.requestLines(),
+                 (QByteArrayList{get + "provuno" + content, get + "otro" + content}));
         QVERIFY(!upload.tick(servers, nullptr)); // unchanged: not sent again
         QCOMPARE(delayUploadUrl(servers[0], u"a b"_s),
                  u"http://127.0.0.1:9750/ox//demoras.cgi?Prestador=provuno&Content=a+b"_s);
@@ -206,9 +185,8 @@ private slots:
         test::AgentHarness h("[A]\r\nk=v\r\n");
         const QString dir = h.folder.path(), own = h.path(u"Orvex.ini"_s);
         const auto moduleOfMajor = [&](std::uint16_t major) {
-            test::pe::ImageOptions o;
-            o.version = {major, 5, 0, 7};
-            return test::writeBytes(dir + u"/SendaroGestion.exe"_s, test::pe::buildImage(o));
+            return test::writeBytes(dir + u"/SendaroGestion.exe"_s,
+                                    test::pe::buildImage({.version = {major, 5, 0, 7}}));
         };
         const QByteArray movilar = "; carpetas\r\n[Directorios]\r\nPendientes=C:\\Casos\r\n"
                                    "En Proceso=Casos\r\nOtra=x y\r\n\r\n[Red]\r\nPuerto=9\r\n";
@@ -230,19 +208,18 @@ private slots:
     void exchangeHelperStartsOnce()
     {
         test::AgentHarness h({});
-        test::FakeProcessWindows &windows = h.windows;
         ExchangeHelper helper(*h.adds, h.folder.path());
         QVERIFY(!helper.tick());
         QVERIFY(test::writeBytes(h.path(u"OxExchange.exe"_s), "x"));
-        windows.titles["OxExchange"] = 42;
+        h.windows.titles["OxExchange"] = 42;
         QVERIFY(!helper.tick());
-        windows.titles.clear();
+        h.windows.titles.clear();
         QVERIFY(helper.tick());
         QVERIFY(!helper.tick()); // still starting up, no window yet
-        windows.endAll();
+        h.windows.endAll();
         QVERIFY(helper.tick());
-        QCOMPARE(windows.started.size(), size_t(2));
-        QVERIFY(QString::fromStdString(windows.started[0]).contains(u"OxExchange.exe"_s));
+        QCOMPARE(h.windows.started.size(), size_t(2));
+        QVERIFY(QString::fromStdString(h.windows.started[0]).contains(u"OxExchange.exe"_s));
     }
 };
 

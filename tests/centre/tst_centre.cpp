@@ -163,11 +163,10 @@ private slots:
         const auto p = again.ports();
         QCOMPARE(test::readBytes(data.filePath(u"providers/prov1/delays.txt"_s)),
                  u"Grúa Norte\t01:30\t\r\n"_s.toLatin1());
-        const QByteArray length = "\r\nContent-length: " + QByteArray::number(archive.size());
         for (const QByteArray pc : {"PC%2D1", "PC2"}) {
             const QByteArray back =
                 get(p.home, "/ox/downloadconfiguration.cgi?empresa=Gr%FAa+Sur&pcname=" + pc);
-            QVERIFY(back.startsWith("HTTP/1.0 200 OK\r\n") && back.contains(length));
+            QVERIFY(back.startsWith("HTTP/1.0 200 OK\r\n"));
             QCOMPARE(body(back), archive);
         }
         QVERIFY(get(p.home, "/ox/downloadconfiguration.cgi?empresa=X&pcname=Y")

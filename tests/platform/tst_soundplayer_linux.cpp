@@ -19,10 +19,9 @@ template <typename T> QByteArray le(T value)
 QByteArray wavHead(quint16 format, quint16 channels, quint32 bytesPerSecond, quint32 dataBytes,
                    const QByteArray &between = {})
 {
-    const quint32 rate = bytesPerSecond / std::max<quint32>(channels, 1);
     return "RIFF"_ba + le(36 + dataBytes) + "WAVEfmt "_ba + le(16u) + le(format) + le(channels) +
-           le(rate) + le(bytesPerSecond) + le(channels) + le(quint16(8)) + between + "data"_ba +
-           le(dataBytes);
+           le(bytesPerSecond / std::max<quint32>(channels, 1)) + le(bytesPerSecond) + le(channels) +
+           le(quint16(8)) + between + "data"_ba + le(dataBytes);
 }
 
 } // namespace
