@@ -188,8 +188,7 @@ QByteArray CentreServer::uploadReply(const HttpRequest &r)
         return reply(400, "Bad Request", "R:ERROR sin archivo\r\n" + kEnd);
     if (!m_store.storeConfiguration(company, computer, *archive))
         return reply(500, "Internal Server Error", "R:ERROR no se pudo guardar\r\n" + kEnd);
-    qCInfo(lcCentre).noquote() << "configuration of" << fromAnsi(company) << fromAnsi(computer)
-                               << archive->size() << "bytes";
+    qCInfo(lcCentre).noquote() << "configuration of" << fromAnsi(company) << fromAnsi(computer);
     return reply(200, "OK", "R:OK\r\n" + kEnd);
 }
 

@@ -47,8 +47,7 @@ Connection::Connection(QTcpSocket *socket, const Limits &limits, Admission &admi
         m_socket->abort();
     });
     connect(&m_deadline, &QTimer::timeout, this, [this] {
-        qCInfo(lcCentre).noquote()
-            << m_socket->peerAddress().toString() << "sent no whole request in time: closed";
+        qCInfo(lcCentre).noquote() << m_socket->peerAddress().toString() << "too slow: closed";
         m_socket->abort();
     });
     m_idle.start(limits.idleMs);
@@ -76,8 +75,7 @@ void Connection::read()
     if (needed > m_buffer.capacity()) {
         const qint64 grown = needed + needed / 4;
         if (!m_admission.take(grown - m_charged)) {
-            qCInfo(lcCentre).noquote() << m_socket->peerAddress().toString()
-                                       << "refused: the requests arriving fill the memory budget";
+            qCInfo(lcCentre) << m_socket->peerAddress().toString() << "refused: memory budget full";
             finish(reply(503, "Service Unavailable", "R:ERROR centro ocupado\r\n" + kEnd));
             return;
         }

@@ -33,8 +33,7 @@ bool replaceFile(const QString &source, const QString &target)
     std::filesystem::rename(std::filesystem::path(source.toStdU16String()),
                             std::filesystem::path(target.toStdU16String()), error);
     if (error) {
-        qCWarning(lcActions).noquote() << "cannot put" << source << "in place of" << target << ":"
-                                       << QString::fromStdString(error.message());
+        qCWarning(lcActions).noquote() << "cannot replace" << target << error.message().c_str();
         QFile::remove(source);
         return false;
     }

@@ -133,8 +133,7 @@ bool OnlineUpdate::UpdateIfIsPossible(const QString &Company, const QString &PcN
         return true;
     const auto length = headerValue(reply.mid(0, *start), "content-length");
     if (length && length->toLongLong() != bodySize) {
-        qCInfo(lcActions) << FileName << "arrived with" << bodySize << "of" << length->toLongLong()
-                          << "bytes; the old file stays";
+        qCInfo(lcActions) << FileName << "arrived cut short: the old file stays";
         return false;
     }
     // The new file is written beside the old one and then takes its place.

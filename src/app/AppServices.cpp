@@ -34,15 +34,13 @@ public:
             qCInfo(lcMessages).noquote() << "message" << request.title << ":" << request.text;
             return platform::Answer::Ok;
         }
-        qCInfo(lcMessages).noquote() << "question" << request.title << ":" << request.text << "->"
-                                     << (m_answer == platform::Answer::Yes ? "yes" : "no");
+        qCInfo(lcMessages).noquote() << "question" << request.title << ":" << request.text;
         return m_answer;
     }
 
     std::optional<QString> inputBox(const platform::InputBoxRequest &request) override
     {
-        qCInfo(lcMessages).noquote() << "input" << request.title << ":" << request.prompt << "->"
-                                     << (m_input ? *m_input : QStringLiteral("(cancel)"));
+        qCInfo(lcMessages).noquote() << "input" << request.title << ":" << request.prompt;
         return m_input;
     }
 

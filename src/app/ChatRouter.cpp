@@ -85,8 +85,7 @@ void ChatRouter::deliver(int server, const QString &name, const QStringList &f)
 {
     const QString key = QString::number(server) + u'\\' + f[1];
     if (!m_byTag.contains(key) && !mayOpenWindowFor(server)) {
-        qCWarning(lcChatPump).noquote() << "message from" << f[1] << "on" << name
-                                        << "not shown: too many new conversations:" << f[3];
+        qCWarning(lcChatPump).noquote() << "too many conversations, not shown:" << f[1] << f[3];
         return;
     }
     qCInfo(lcChatPump).noquote() << "message from" << f[1] << "on" << name;

@@ -35,9 +35,7 @@ bool DelayUpload::tick(const std::vector<DynIpServer> &servers, ProgressCaption 
             continue;
         const AnsiText reply = m_adds.NET_HTTPget(m_socket, delayUploadUrl(server, text, m_port),
                                                   {}, {}, kUploadTimeOutSeconds, {}, progress);
-        qCInfo(lcScan).noquote() << "delays sent to" << server.Name << ":"
-                                 << (reply.isEmpty() ? u"sin respuesta"_s
-                                                     : reply.toString().section(u'\n', 0, 0));
+        qCInfo(lcScan) << "delays sent to" << server.Name << reply.toString().section(u'\n', 0, 0);
     }
     m_lastHandled = text;
     return true;

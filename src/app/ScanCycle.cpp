@@ -69,8 +69,7 @@ void ScanCycle::sendKeepAlives()
         if (server.NextKeepAlive.isNull() || clock.now() >= server.NextKeepAlive) {
             const KeepAliveOutcome outcome = m_keepAlive->send(server);
             if (outcome.state != server.State || outcome.failure != server.LastFailure)
-                qCInfo(lcScan).noquote() << server.Name << serverStateText(server.State) << "->"
-                                         << serverStateText(outcome.state) << outcome.failure;
+                qCInfo(lcScan) << server.Name << serverStateText(outcome.state) << outcome.failure;
             server.State = outcome.state;
             const QDateTime after = clock.now();
             if (outcome.state == server_state::Online)
@@ -105,15 +104,12 @@ void ScanCycle::reconnectChat(size_t index)
         // The last attempt did not connect: wait longer before the next,
         // and say so once.
         if (retry.waitSeconds == 0)
-            qCInfo(lcScan).noquote()
-                << "chat with" << server.Name << "did not connect; retrying from"
-                << kChatRetryFirstSeconds << "s up to every" << kChatRetryMostSeconds << "s";
+            qCInfo(lcScan).noquote() << "chat with" << server.Name << "did not connect: retrying";
         retry.waitSeconds = retry.waitSeconds == 0
                                 ? kChatRetryFirstSeconds
                                 : std::min(retry.waitSeconds * 2, kChatRetryMostSeconds);
     } else {
-        qCInfo(lcScan).noquote() << "chat with" << server.Name << "connecting to"
-                                 << chat->ServerHost();
+        qCInfo(lcScan).noquote() << "chat with" << server.Name << "to" << chat->ServerHost();
     }
     retry.attempted = true;
     retry.next = now.addSecs(retry.waitSeconds == 0 ? kChatRetryFirstSeconds : retry.waitSeconds);

@@ -181,8 +181,7 @@ private:
         const bool ok = m_head && m_head->status >= 200 && m_head->status < 300;
         const bool whole = ok && (m_head->length < 0 || m_head->length == m_received);
         if (!whole)
-            qCInfo(lcTransfer) << "reply" << (m_head ? m_head->status : 0) << "ended after"
-                               << m_received << "of" << (m_head ? m_head->length : -1) << "bytes";
+            qCInfo(lcTransfer) << "reply cut short after" << m_received << "bytes";
         finish(whole);
     }
 

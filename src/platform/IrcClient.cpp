@@ -249,8 +249,7 @@ void IrcClient::addItem(const QStringList &fields)
 
 void IrcClient::reportDropped()
 {
-    qCInfo(lcChat).noquote() << m_dropped << "received chat items from" << m_serverHost
-                             << "dropped: nobody took them";
+    qCInfo(lcChat).noquote() << m_dropped << "chat items from" << m_serverHost << "dropped";
     m_dropped = 0;
 }
 
@@ -261,9 +260,7 @@ void IrcClient::handleLine(QByteArrayView line)
         return;
     const irc::Message &m = *parsed;
     if (const char *why = irc::unusable(m)) {
-        qCInfo(lcChat).noquote() << "line from" << m_serverHost << "ignored," << why << "-"
-                                 << QString::fromLatin1(
-                                        line.first(std::min<qsizetype>(line.size(), 80)));
+        qCInfo(lcChat) << "line ignored:" << why << QString::fromLatin1(line).left(80);
         return;
     }
     // Peers write UTF-8 or their ANSI code page; a line that is valid UTF-8

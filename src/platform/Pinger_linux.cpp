@@ -39,7 +39,7 @@ std::uint16_t read16(std::span<const std::uint8_t> m, std::size_t at)
 // Skips the IP header a raw socket delivers; empty when it is not there whole.
 std::span<const std::uint8_t> skipIpHeader(std::span<const std::uint8_t> packet)
 {
-    if (packet.size() < kMinIpHeader || (packet[0] >> 4) != 4)
+    if (packet.empty() || (packet[0] >> 4) != 4)
         return {};
     const std::size_t ihl = std::size_t(packet[0] & 0x0f) * 4;
     if (ihl < kMinIpHeader || packet.size() < ihl)
@@ -188,8 +188,9 @@ public:
         m_id = static_cast<std::uint16_t>(::getpid());
         m_sequence = ++g_sequence;
         const auto request = icmp::buildEchoRequest(m_id, m_sequence);
-        if (::sendto(m_fd, request.data(), request.size(), 0,
-                     reinterpret_cast<const sockaddr *>(&to), sizeof to) < 0) {
+        const auto sent = ::sendto(m_fd, request.data(), request.size(), 0,
+                                   reinterpret_cast<const sockaddr *>(&to), sizeof to);
+        if (sent != static_cast<ssize_t>(request.size())) {
             m_result = failure(echo_status::GeneralFailure, errnoText("sendto", errno));
             return;
         }

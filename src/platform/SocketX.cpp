@@ -289,7 +289,6 @@ bool SocketX::Connect()
 void SocketX::Close()
 {
     d->abortLookup();
-    d->linger.stop();
     d->created = false;
     d->connectIssued = false;
     if (d->udp)

@@ -56,8 +56,7 @@ public:
         if (program.isEmpty()) {
             static bool said = false;
             if (!std::exchange(said, true))
-                qCInfo(lcSound) << "no sound server (PulseAudio or PipeWire) or no paplay: "
-                                   "sounds are not played";
+                qCInfo(lcSound) << "no sound server or no paplay: sounds are not played";
             m_deadline = QDeadlineTimer(*length * count);
             return true;
         }

@@ -15,8 +15,8 @@ int g_pipe[2] = {-1, -1};
 // Only a write to the pipe is safe in a signal handler; the event loop reads it.
 void notify(int)
 {
-    const char byte = 1;
-    [[maybe_unused]] const auto n = ::write(g_pipe[1], &byte, 1);
+    const char byte{};
+    [[maybe_unused]] const auto n = ::write(g_pipe[1], &byte, sizeof byte);
 }
 
 } // namespace
@@ -28,7 +28,8 @@ void onTerminationRequest(std::function<void()> stop)
     auto *notifier = new QSocketNotifier(g_pipe[0], QSocketNotifier::Read, qApp);
     QObject::connect(notifier, &QSocketNotifier::activated, notifier, [stop = std::move(stop)] {
         char drain[16];
-        while (::read(g_pipe[0], drain, sizeof drain) > 0) {
+        // A short read has emptied the pipe.
+        while (::read(g_pipe[0], drain, sizeof drain) == sizeof drain) {
         }
         stop();
     });

@@ -216,8 +216,7 @@ bool connectTo(SocketX &socket, const Target &target)
               kIdlePollMs);
     if (socket.state() == SocketState::Connected)
         return true;
-    qCInfo(lcHttp).noquote() << "no connection to" << target.host << target.port
-                             << socket.LastSocketError();
+    qCInfo(lcHttp).noquote() << "no connection to" << target.host << socket.LastSocketError();
     return false;
 }
 
@@ -260,8 +259,7 @@ bool receiveReply(SocketX &socket, const Clock &clock, int timeOutSeconds,
             if (!connected())
                 qCDebug(lcHttp) << "server closed after" << room.size() << "bytes";
             else
-                qCInfo(lcHttp) << "no end of reply within" << timeOutSeconds << "s;" << room.size()
-                               << "bytes";
+                qCInfo(lcHttp) << "no end of reply in" << timeOutSeconds << "s:" << room.size();
             return true;
         }
         if (socket.ReceiveReadyCount() > 0) {
@@ -299,8 +297,7 @@ AnsiText exchange(SocketX &Socket, const Outgoing &request, int TimeOutSeconds,
     // Events run while this waits, so a timer may try to start another
     // request on the same socket; it must not disturb this one.
     if (Socket.Busy()) {
-        qCDebug(lcHttp).noquote() << "socket in use, not requesting" << target.host
-                                  << target.head + target.tail.left(kLoggedPath);
+        qCDebug(lcHttp).noquote() << "socket in use, not requesting" << target.host;
         return {};
     }
     Socket.SetBusy(true);
@@ -310,9 +307,7 @@ AnsiText exchange(SocketX &Socket, const Outgoing &request, int TimeOutSeconds,
     AnsiText result;
     QString spoolError;
     if (connectTo(Socket, target)) {
-        qCDebug(lcHttp).noquote() << (request.method == HttpMethod::Post ? "POST" : "GET")
-                                  << target.host << target.port
-                                  << (target.head + target.tail.left(kLoggedPath));
+        qCDebug(lcHttp).noquote() << target.host << target.head + target.tail.left(kLoggedPath);
         // Each piece waits until it is on its way, so the socket never holds
         // much of a large request. A server that answers before the request
         // is whole has refused it, and one that takes nothing for the send
@@ -343,8 +338,7 @@ AnsiText exchange(SocketX &Socket, const Outgoing &request, int TimeOutSeconds,
                                                 u") "_s + Socket.ErrorDescription()
                                           : u"Error: ("_s + QString::number(kDiskFull) + u") "_s +
                                                 spoolError);
-        qCWarning(lcHttp).noquote()
-            << target.host << (target.head + target.tail.left(kLoggedPath)) << result.toString();
+        qCWarning(lcHttp).noquote() << target.host << target.head << result.toString();
     }
     // What has arrived by now is read once and dropped; a server still
     // sending is not followed.
@@ -431,8 +425,7 @@ bool AddsHttp::SocketX_UDP(SocketX &Socket, const QString &Destination, const QS
     }
     const bool ok = !Socket.ErrorPending();
     if (!ok)
-        qCInfo(lcHttp).noquote() << "datagram to" << host << port
-                                 << "failed:" << Socket.ErrorDescription();
+        qCInfo(lcHttp).noquote() << "datagram to" << host << "failed:" << Socket.ErrorDescription();
     m_clock.pause(kSettleMs);
     Socket.Close();
     return ok;

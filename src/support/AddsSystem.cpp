@@ -59,8 +59,7 @@ void AddsSystem::Win_RunAppAndWait(const QString &commandLine, const QVariant &u
     const bool ended =
         waitUntil([&] { return !m_processWindows->isRunning(process); }, timeoutMs, PollMs);
     if (!ended)
-        qCInfo(lcSystem) << "still running after" << timeoutMs
-                         << "ms, not waiting longer:" << commandLine;
+        qCInfo(lcSystem) << "still running, not waited for:" << commandLine;
     m_processWindows->release(process);
 }
 

@@ -95,8 +95,7 @@ bool Net::DoPing(const QString &host)
         return true;
     }
     PingError = QString::fromStdString(platform::echoFailureText(reply));
-    qCInfo(lcNet) << "ping" << host << "(" << lastIP << "):" << PingError
-                  << QString::fromStdString(reply.detail);
+    qCInfo(lcNet) << "ping" << host << lastIP << PingError << reply.detail.c_str();
     return false;
 }
 
@@ -145,8 +144,7 @@ QString Net::pingGetHostByName(QString &host)
         lastIP = dotted(*lookup->address);
     } else {
         lastIP = u"No IP"_s;
-        qCInfo(lcNet) << "cannot resolve" << ansi::decode(name)
-                      << (lookup->done ? "" : "(no answer in time)");
+        qCInfo(lcNet) << "cannot resolve" << ansi::decode(name) << (lookup->done ? "" : "in time");
     }
     return lastIP;
 }

@@ -70,8 +70,7 @@ bool ReplyRoom::moveToSpool()
         m_error = spool->errorString();
         return false;
     }
-    qCDebug(lcHttp) << "reply spooled to" << spool->fileName() << "after" << m_reply.size()
-                    << "bytes";
+    qCDebug(lcHttp) << "reply spooled to" << spool->fileName() << "after" << m_reply.size();
     m_spool = std::move(spool);
     m_reply = QByteArray();
     m_base = nullptr;

@@ -65,8 +65,6 @@ qint64 ReplySpool::indexOf(QByteArrayView what, qint64 from) const
         const qsizetype found = block.indexOf(what);
         if (found >= 0)
             return at + found;
-        if (block.size() <= overlap)
-            break;
     }
     return -1;
 }

@@ -2,6 +2,7 @@
 
 #include "oxzip/EntrySafety.h"
 #include "oxzip/Failure.h"
+#include "oxzip/NameKey.h"
 #include "oxzip/Utf8Path.h"
 
 #include <system_error>
@@ -9,27 +10,6 @@
 namespace fs = std::filesystem;
 
 namespace orvex::oxzip {
-namespace {
-
-#ifdef _WIN32
-constexpr bool kIgnoreCase = true;
-#else
-constexpr bool kIgnoreCase = false;
-#endif
-
-std::string keyOf(const fs::path &relative)
-{
-    std::string key = genericUtf8Of(relative);
-    if (kIgnoreCase) {
-        for (char &c : key) {
-            if (c >= 'A' && c <= 'Z')
-                c = static_cast<char>(c - 'A' + 'a');
-        }
-    }
-    return key;
-}
-
-} // namespace
 
 ExtractionPlan::ExtractionPlan(fs::path root) : m_root(std::move(root)) {}
 
@@ -78,7 +58,7 @@ void ExtractionPlan::claimParents(const std::string &entryName, const fs::path &
 
 void ExtractionPlan::claim(const std::string &entryName, const fs::path &path, Kind kind)
 {
-    const std::string key = keyOf(path.lexically_relative(m_root));
+    const std::string key = nameKey(genericUtf8Of(path.lexically_relative(m_root)));
     const auto [claimed, isNew] = m_claims.emplace(key, kind);
     if (!isNew) {
         if (kind == Kind::Folder && claimed->second == Kind::Folder)

@@ -1,5 +1,6 @@
 #include "oxzip/PatternExpansion.h"
 
+#include "oxzip/NameKey.h"
 #include "oxzip/Utf8Path.h"
 
 #include <algorithm>
@@ -10,12 +11,6 @@ namespace fs = std::filesystem;
 
 namespace orvex::oxzip {
 namespace {
-
-#ifdef _WIN32
-constexpr bool kIgnoreCase = true;
-#else
-constexpr bool kIgnoreCase = false;
-#endif
 
 // Decodes UTF-8 leniently: a byte that does not start a well-formed sequence
 // stands for itself, so any name can still be matched.
@@ -112,7 +107,7 @@ void expandOne(const std::string &pattern, const fs::path &exclude, Expansion &f
         const std::string name = utf8Of(it->path().filename());
         std::error_code typeError;
         const fs::file_status status = it->symlink_status(typeError);
-        if (!wildcardMatch(parts.last, name, kIgnoreCase))
+        if (!wildcardMatch(parts.last, name, kNamesIgnoreCase))
             continue;
         if (fs::is_symlink(status))
             found.skippedLinks.push_back(it->path());

@@ -1,0 +1,10 @@
+#include "oxzip/NameKey.h"
+
+namespace orvex::oxzip {
+
+std::string nameKey(std::string name)
+{
+    return name;
+}
+
+} // namespace orvex::oxzip
