@@ -7,6 +7,7 @@
 #include "common/FakeFileTransfer.h"
 #include "common/FakeServices.h"
 #include "common/LoopbackHttpServer.h"
+#include "common/MessageLog.h"
 #include "common/TestSupport.h"
 #include "platform/ProcessWindows.h"
 #include "platform/SocketX.h"
@@ -169,6 +170,21 @@ private slots:
             QCOMPARE(f.instalables() + QDir(f.path(u"bin"_s)).entryList(QDir::Files | QDir::Hidden),
                      (QStringList{u"pkzip25.exe"_s, u"Tool.exe"_s}));
         }
+    }
+
+    // A listed file that stops coming is waited for a minute, then left.
+    void anUpdateWaitsAMinuteForAFile()
+    {
+        Fixture f;
+        f.boxes.inputs = {QString()};
+        f.home.route("/ox/updatelistfiles.cgi", Answer::ok("a.exe\r\n\r\n"));
+        f.home.route("/ox/updategetfile.cgi", Answer().send("HTTP/1.0 200 OK\r\n"));
+        QTimer time;
+        connect(&time, &QTimer::timeout, [&] { f.clock.advanceSeconds(5); });
+        time.start(1);
+        test::MessageLog messages("orvex.http");
+        OnlineUpdate(f.c).run(u"Grúa Sur"_s, u"PC-1"_s);
+        QVERIFY(messages.contains(u"no end of reply in 60 s"_s));
     }
 
     // The archive travels in the query of a GET; a server that refuses that

@@ -59,7 +59,7 @@ private slots:
                     QFile::encodeName(root.path() + set.section(u'=', 1)));
         // The program folder's name needs every kind of quoting: the entries must
         // pass the validator and read back to the same program.
-        const QString folder = path(u"Mis programas $ \"100%\" `a\\b;c&d"_s);
+        const QString folder = path(u"Mis programás $ \"100%\" `a\\b;c&d"_s);
         QVERIFY(QDir().mkpath(folder + u"/resources"_s) &&
                 test::writeBytes(folder + u"/resources/orvex.png"_s, "png"));
         for (const QString &f :

@@ -118,7 +118,8 @@ private slots:
         for (const auto &[states, tip] :
              {std::pair{QList<int>{3, 2, 3, 3}, u"Orvex - Conectividad limitada"_s},
               {{1, 3, 2}, u"Orvex - Sin conexión"_s}, // two problems
-              {{0, 1, 3, 2}, u"Orvex - A1: Sin internet /  / A3: Sin conexión"_s}}) {
+              {{0, 1, 3, 2}, u"Orvex - A1: Sin internet /  / A3: Sin conexión"_s},
+              {{3, 0}, u"Orvex - Sistema en linea"_s}}) { // nothing to list yet
             std::vector<DynIpServer> servers(states.size());
             for (int i = 0; i < states.size(); ++i) {
                 servers[i].Name = u"A%1"_s.arg(i);

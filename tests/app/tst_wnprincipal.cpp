@@ -86,6 +86,25 @@ private slots:
         QCOMPARE(h.tray.removes, 1);
     }
 
+    // A second copy asks first: No ends it untouched; Yes closes the other
+    // copy's window and takes over.
+    void aSecondCopyAsksFirst()
+    {
+        for (const auto answer : {platform::Answer::No, platform::Answer::Yes}) {
+            test::AgentHarness h(kIni);
+            h.instance.other = true;
+            h.windows.titles["Orvex"] = 7;
+            h.boxes.answers = {answer};
+            const bool yes = answer == platform::Answer::Yes;
+            QCOMPARE(h.form().Form_Load(), yes);
+            QCOMPARE(std::tuple(h.instance.claimed, h.windows.closed.size()),
+                     std::tuple(yes, size_t(yes)));
+            QCOMPARE(h.boxes.asked.at(0).text,
+                     u"Ya hay una copia de Orvex ejecutándose en este equipo.\r\nDesea cerrarla? "
+                     u"(si pulsa negativamente, solo esta copia se cerrará)"_s);
+        }
+    }
+
     void theTrayAndItsMenuCommands()
     {
         test::AgentHarness h(kIni);

@@ -128,6 +128,7 @@ private slots:
                          (QStringList{u"http"_s, u"udp"_s}));
             QCOMPARE(providers().toObject().keys(), QStringList{u"Provñ"_s});
 
+            QVERIFY(get(p.home, "/").contains("<p>Keep-alives: se responden</p>"));
             QCOMPARE(get(p.home, "/control?fail=1"),
                      "HTTP/1.0 200 OK\r\nContent-Type: text/plain; charset=windows-1252\r\n"
                      "Content-length: 13\r\nConnection: close\r\n\r\nR:OK\r\n.END.\r\n"_ba);

@@ -57,6 +57,11 @@ private slots:
         QCOMPARE(c.log(w), QStringList{u"02/03 09:05:07 De Alpha(soporte1) Para prov1\r\n"
                                        u"Hola, ¿cómo va?"_s});
         QCOMPARE(Centre::list(w)->currentRow(), 0); // scrolled to the newest
+        // Hidden, it leaves its place to the next chat window.
+        w.resize(420, 310);
+        w.hide();
+        QVERIFY(test::readBytes(c.h.path(u"Orvex.ini"_s)).contains("\r\n[wnChat]\r\n-Left="));
+        QCOMPARE(c.h.router().chatWindow(u"0\\soporte2"_s, {}).size(), QSize(420, 310));
     }
 
     // Nothing goes (nor is logged) without a connection and the text is kept;
@@ -82,8 +87,8 @@ private slots:
     }
 
     // OK asks for what is missing, opens each chat once, and stays open; the
-    // same nickname on another server is another chat; Enter steps to the
-    // next nickname and opens its chat.
+    // same nickname on another server is another chat; Enter goes from the
+    // server to the nicknames, steps to the next nickname and opens its chat.
     void theDestinationDialog()
     {
         Centre c;
@@ -97,6 +102,9 @@ private slots:
         d.ComboServer()->setCurrentIndex(0);
         d.OKButton_Click();
         QVERIFY(d.ComboDestinos()->hasFocus() && windows.empty());
+        d.ComboServer()->setFocus();
+        QTest::keyClick(d.ComboServer(), Qt::Key_Return); // on to the nicknames
+        QVERIFY(d.ComboDestinos()->hasFocus());
         d.ComboDestinos()->setCurrentIndex(0);
         d.OKButton_Click();
         d.OKButton_Click();

@@ -90,7 +90,7 @@ public:
 class FakeSingleInstance final : public platform::SingleInstance
 {
 public:
-    bool anotherIsRunning() const override { return false; }
+    bool anotherIsRunning() const override { return other; }
     bool askOtherToClose() const override { return false; }
     void claim() override { claimed = true; }
     bool isClaimed() const override { return claimed; }
@@ -98,7 +98,7 @@ public:
     // A newer copy asks this one to close.
     void requestClose() { emit closeRequested(); }
 
-    bool claimed = false;
+    bool claimed = false, other = false;
 };
 
 } // namespace orvex::test

@@ -101,6 +101,9 @@ private slots:
         for (E e : {E::LeftDown, E::LeftDoubleClick, E::RightDown, E::RightDoubleClick})
             f.backend.click(e);
         QCOMPARE(f.owner.codes, QStringList({u"180C"_s, u"1824"_s, u"1830"_s, u"1848"_s}));
+        // The usage text's handler selects on codes the owner really gets.
+        for (const char *code : {"1E0F", "1E2D", "1E3C", "1E5A", "1830", "1824"})
+            QVERIFY(AddsTray::sysTrayUsage().contains(u"    Case \"%1\"  '"_s.arg(QLatin1StringView(code))));
 
         QVERIFY(f.tray.Win_SysTrayRemove());
         QVERIFY(f.tray.Win_SysTrayRemove()); // again: harmless, the shell is not asked

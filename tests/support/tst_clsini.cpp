@@ -77,7 +77,7 @@ private slots:
     }
 
     // Each edit as the file shows it afterwards, byte for byte; 'W' writes
-    // `value`, 'K' deletes the key, 'S' the section.
+    // `value`, 'K' deletes the key, 'S' the section, 'A' adds one.
     void edit_data()
     {
         QTest::addColumn<QByteArray>("before");
@@ -115,6 +115,7 @@ private slots:
         row("first section", three, 'S', "a", "", "", crlf("[b]|k=2|m=3||[c]|k=4|"));
         row("middle section", three, 'S', "[B]", "", "", crlf("[a]|k=1||[c]|k=4|"));
         row("missing section", three, 'S', "d", "", "", three);
+        row("section alone", crlf("[a]|k=1"), 'A', "b", "", "", crlf("[a]|k=1||[b]|"));
     }
     void edit()
     {
@@ -129,6 +130,7 @@ private slots:
         ini.LoadIniFile(path);
         op == 'W'   ? ini.WriteTo(section, key, value)
         : op == 'K' ? ini.DeleteKey(section, key)
+        : op == 'A' ? ini.AddSection(section)
                     : ini.DeleteSection(section);
         // Whatever was done in memory, the index must be the one a fresh
         // load of the written bytes builds.

@@ -315,6 +315,9 @@ private slots:
         clash.LocalPort = server.port();
         QVERIFY(!clash.Connect());
         QCOMPARE(clash.ErrorNumber(), 10048);
+        QVERIFY(!plain.Send("GET") && plain.ErrorNumber() == 10057); // not connected yet
+        plain.ClearError();
+        QVERIFY(plain.ErrorDescription().isEmpty());
         QVERIFY(plain.Connect());
         QTRY_COMPARE(plain.state(), SocketState::Connected);
         QVERIFY(plain.Send("GET"));
@@ -325,6 +328,7 @@ private slots:
         QVERIFY(datagram.Create() && datagram.SendTo("x", u"localhost"_s, server.port()));
         QCOMPARE(datagram.BytesSent(), 0);
         QTRY_COMPARE(datagram.BytesSent(), 1);
+        QVERIFY(datagram.SendTo({}, u"127.0.0.1"_s, server.port()) && !datagram.ErrorPending());
     }
 
     // A call that arrives through events while one runs returns at once;
