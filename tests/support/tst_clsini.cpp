@@ -23,7 +23,7 @@ QByteArray crlf(const char *text)
 
 const QByteArray kSample = crlf("; kept by hand|Version=3|[DynIP]|  DynIP Server 1 = h;80;V2 |"
                                 ";old=1|Url=http://h/?a=b&c=d|Empty=||[ Spaced ]|Key=spaced||"
-                                "[Directorios]|Pendientes=C:\\Nuevos|Unknown=kept|");
+                                "[Directorios]|Pendientes=C:\\Nuevos|Unknown=kept|=nameless|");
 const QString kDot = u"\u00B7"_s;
 
 QRegularExpression reported(const char *source, const char *what)
@@ -61,6 +61,7 @@ private slots:
             {u"Spaced"_s, u"Key"_s, kDot},       // the header has blanks in its brackets
             {u"[ spaced ]"_s, u"key"_s, u"spaced"_s},
             {u"Directorios"_s, u" Pendientes"_s, kDot},
+            {u"Directorios"_s, QString(), u"nameless"_s},
         };
         for (const auto &row : rows)
             QCOMPARE(ini.ReadFrom(row[0], row[1], kDot), row[2]);
