@@ -53,14 +53,16 @@ private slots:
     }
 
     // The echo and the name's look-up are waited for with events running, so
-    // the window goes on while a server does not answer.
+    // the window goes on while a server does not answer; an echo that never
+    // ends is given up a second after its own time-out.
     void doPingLetsEventsRunWhileItWaits()
     {
         Centre f;
         f.pinger.held = true;
-        QTimer::singleShot(0, [&] { f.pinger.releaseAll(); });
-        QVERIFY(!f.net.DoPing(u"centre"_s)); // released by the event: a time-out
-        QCOMPARE(f.net.PingError, u"Ping failed to complete, error = 11010"_s);
+        bool ran = false;
+        QTimer::singleShot(0, [&] { ran = true; });
+        QVERIFY(!f.net.DoPing(u"centre"_s) && ran);
+        QCOMPARE(f.net.PingError, u"Ping failed, error = 11010"_s);
     }
 
     // The name is padded to 64 characters in place; the look-up reads it as
