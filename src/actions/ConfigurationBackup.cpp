@@ -73,7 +73,7 @@ void ConfigurationBackup::save(const QString &company, const QString &pcName)
         // A stock web server limits the request line (Apache 414 above about
         // 8 KB, lighttpd 431) and refuses escaped control bytes in it
         // (lighttpd 400): the same fields once more, as a form's body.
-        qCInfo(lcActions) << "backup GET refused with" << status << "; sent as a POST";
+        qCInfo(lcActions) << "backup refused as a GET with status" << status << ": POST";
         reply =
             adds.NET_HTTPform(*m_ctx.socket, HttpMethod::Post, url, fields, 0, m_ctx.labelStatus);
     }

@@ -56,12 +56,12 @@ wait_gone "$first" 20 || fail "the older copy did not close when asked"
 wait_line "$work/third.log" "running copy: $ORVEX_INSTANCE_KEY" 20 \
   || fail "the new copy did not keep running"
 kill -0 "$third" 2>/dev/null || fail "the new copy did not keep running"
-grep -q -- '-> yes' "$work/third.log" || fail "the new copy did not ask"
+grep -q 'question Orvex : Ya hay una copia' "$work/third.log" || fail "the new copy did not ask"
 
 # The survivor is now the running copy: a fourth start finds it.
 ORVEX_ANSWER=no "$work/prog/orvex" >"$work/fourth.log" 2>&1 &
 fourth=$!; pids+=("$fourth")
 wait_gone "$fourth" 20 || fail "the fourth copy did not end"
-grep -q -- '-> no' "$work/fourth.log" || fail "the surviving copy was not found by a later start"
+grep -q 'question Orvex : Ya hay una copia' "$work/fourth.log" || fail "the surviving copy was not found by a later start"
 kill -0 "$third" 2>/dev/null || fail "the surviving copy ended"
 echo "PASS: single instance"

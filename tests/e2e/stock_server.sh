@@ -112,11 +112,11 @@ run() { # log, line to wait for, actions...
 
 # Keep-alives and a delay upload, with the actions after them.
 printf 'Norte\t01:30\t\r\n' >"$prog/OxDemoras.txt"
-run save.log "delays sent to Central" \
+run save.log "delays sent to \"Central\"" \
   "Guardar configuración por Internet" "Actualizar sistema por Internet"
 log="$work/save.log"
 grep -q "Sistema en linea" "$log" || fail "the keep-alive never gave 'Sistema en linea'"
-grep -q "delays sent to Central.*HTTP/1.0 400 Bad Request" "$log" \
+grep -q "delays sent to \"Central\" \"HTTP/1.0 400 Bad Request" "$log" \
   || fail "the refused delay upload was not logged with its status"
 grep -Eq "backup refused as a GET with status (400|431)" "$log" || fail "no fallback to a POST"
 grep -q "LabelAvance: Backup correcto!." "$log" || fail "the save did not end in 'Backup correcto!.'"
