@@ -69,7 +69,7 @@ private slots:
             QCOMPARE(parsed(image), u"1.2.3.4"_s);
             const int at =
                 offset + (plus && offset > kOptionalHeader && offset < kRsrcFile ? 16 : 0);
-            width == 2 ? put16(image, at, std::uint16_t(value)) : put32(image, at, value);
+            width == 2 ? put(image, at, std::uint16_t(value)) : put(image, at, value);
             QCOMPARE(parsed(image), u"none"_s);
         }
     }
