@@ -42,7 +42,7 @@ private slots:
             {"sections past end", kCoffHeader + 2, 2, 0xFFFF},
             // .rsrc is the second header: the one after the counted ones is none.
             {"rsrc not counted", kCoffHeader + 2, 2, 1},
-            {"block beyond raw data", sectionTable(false) + 56, 4, kVersionBlock + 40},
+            {"block beyond raw data", kSectionTable + 56, 4, kVersionBlock + 40},
             {"huge entry count", root + 12, 4, 0xFFFFFFFFu},
             {"version only by name", root + 32, 4, 0x80000000u | 16},
             {"version entry not counted", root + 14, 2, 1},

@@ -22,10 +22,7 @@ constexpr int kDataEntry = 0x68;
 constexpr int kVersionBlock = 0x78;
 constexpr int kVersionBlockSize = 92; // header, key, padding, VS_FIXEDFILEINFO
 
-constexpr int sectionTable(bool pe32Plus)
-{
-    return kOptionalHeader + (pe32Plus ? 240 : 224);
-}
+constexpr int kSectionTable = kOptionalHeader + 224; // PE32+: 16 bytes further on
 
 // A little-endian field of T's width.
 template <typename T> void put(QByteArray &image, int offset, T value)
@@ -44,7 +41,7 @@ inline QByteArray buildImage(const ImageOptions &o)
     constexpr std::uint32_t dir = 0x80000000u, used = kVersionBlock + kVersionBlockSize;
     const bool plus = o.pe32Plus;
     const std::uint32_t opt = kOptionalHeader, count = opt + (plus ? 108 : 92), r = kRsrcFile;
-    const std::uint32_t s = sectionTable(plus), block = r + kVersionBlock, nameDir = 0x38;
+    const std::uint32_t s = kSectionTable + 16 * plus, block = r + kVersionBlock, nameDir = 0x38;
     QByteArray image(kRsrcFile + 0x200, '\0');
     image.replace(0, 2, "MZ");
     image.replace(kPeHeader, 4, QByteArray("PE\0\0", 4));
