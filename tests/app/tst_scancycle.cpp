@@ -136,10 +136,7 @@ private slots:
         AlphaAgent a("30000");
         a.h.scan();
         test::FakeIrcClient &chat = *a.h.chats[0];
-        const auto connectsAfter = [&](int seconds) {
-            a.tickAfter(seconds);
-            return chat.connects;
-        };
+        const auto connectsAfter = [&](int seconds) { return a.tickAfter(seconds), chat.connects; };
         QCOMPARE(connectsAfter(0), 1);
         QCOMPARE(a.h.chats[1]->connects, 1); // the support server's
         // Each wait doubles, none longer than 5 minutes.
