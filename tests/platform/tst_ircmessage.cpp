@@ -19,22 +19,19 @@ class TestIrcMessage : public QObject
 {
     Q_OBJECT
 private slots:
-    void longTextsAreCutBetweenWords_data()
-    {
-        QTest::addColumn<QList<QByteArray>>("characters");
-        QTest::addColumn<QByteArray>("pieces"); // joined by '|'; each at most 8 bytes
-        QTest::newRow("at the last blank, and inside a word longer than a piece")
-            << bytesOf("la direcci\xF3n nueva") << "la|direcci\xF3|n nueva"_ba;
-        QTest::newRow("a run of blanks, and the blank that does not fit")
-            << bytesOf("ab   abcdefgh  ijk") << "ab|abcdefgh|ijk"_ba;
-        QTest::newRow("leading blanks are kept") << bytesOf("  abcdefghij") << "  abcdef|ghij"_ba;
-        QTest::newRow("a character of two bytes stays whole")
-            << bytesOf("abcdefg") + QList<QByteArray>{"\x82\xA0", "h"} << "abcdefg|\x82\xA0h"_ba;
-    }
     void longTextsAreCutBetweenWords()
     {
-        QFETCH(QList<QByteArray>, characters);
-        QTEST(irc::splitText(characters, 8).join('|'), "pieces");
+        // The characters; the pieces joined by '|', each at most 8 bytes.
+        const std::pair<QList<QByteArray>, QByteArray> rows[] = {
+            // At the last blank, and inside a word longer than a piece.
+            {bytesOf("la direcci\xF3n nueva"), "la|direcci\xF3|n nueva"},
+            // A run of blanks, and the blank that does not fit.
+            {bytesOf("ab   abcdefgh  ijk"), "ab|abcdefgh|ijk"},
+            {bytesOf("  abcdefghij"), "  abcdef|ghij"}, // leading blanks are kept
+            // A character of two bytes stays whole.
+            {bytesOf("abcdefg") + QList<QByteArray>{"\x82\xA0", "h"}, "abcdefg|\x82\xA0h"}};
+        for (const auto &[characters, pieces] : rows)
+            QCOMPARE(irc::splitText(characters, 8).join('|'), pieces);
     }
 
     // Random and truncated input: no crash, every byte consumed, nothing

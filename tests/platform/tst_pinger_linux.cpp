@@ -48,29 +48,23 @@ private slots:
     }
 
     // What a datagram or raw socket hands back: ours, someone else's, or an error about ours.
-    void matchReply_data()
-    {
-        QTest::addColumn<Bytes>("received");
-        QTest::addColumn<bool>("raw");
-        QTest::addColumn<int>("status"); // -1: not ours
-        Bytes altered = reply(kId, kSeq);
-        altered.back() ^= 1;
-        QTest::newRow("reply, datagram") << reply(kId, kSeq) << false << 0;
-        QTest::newRow("reply, raw with IP options") << withIp(reply(kId, kSeq), 6) << true << 0;
-        QTest::newRow("other sequence") << reply(kId, kSeq + 1) << false << -1;
-        QTest::newRow("other program") << withIp(reply(kId + 1, kSeq)) << true << -1;
-        QTest::newRow("own request on loopback")
-            << withIp(icmp::buildEchoRequest(kId, kSeq)) << true << -1;
-        QTest::newRow("data altered") << altered << false << -1;
-        QTest::newRow("host unreachable") << error(3, 1, kSeq) << true << 11003;
-        QTest::newRow("time exceeded") << error(11, 0, kSeq) << true << 11013;
-        QTest::newRow("error about another echo") << error(3, 1, kSeq + 1) << true << -1;
-    }
     void matchReply()
     {
-        QFETCH(Bytes, received);
-        QFETCH(bool, raw);
-        QTEST(int(icmp::matchReply(received, raw, kId, kSeq).value_or(-1)), "status");
+        Bytes altered = reply(kId, kSeq);
+        altered.back() ^= 1;
+        // Received, whether from a raw socket, the status (-1: not ours).
+        const std::tuple<const char *, Bytes, bool, int> rows[] = {
+            {"reply, datagram", reply(kId, kSeq), false, 0},
+            {"reply, raw with IP options", withIp(reply(kId, kSeq), 6), true, 0},
+            {"other sequence", reply(kId, kSeq + 1), false, -1},
+            {"other program", withIp(reply(kId + 1, kSeq)), true, -1},
+            {"own request on loopback", withIp(icmp::buildEchoRequest(kId, kSeq)), true, -1},
+            {"data altered", altered, false, -1},
+            {"host unreachable", error(3, 1, kSeq), true, 11003},
+            {"time exceeded", error(11, 0, kSeq), true, 11013},
+            {"error about another echo", error(3, 1, kSeq + 1), true, -1}};
+        for (const auto &[name, received, raw, status] : rows)
+            QVERIFY2(int(icmp::matchReply(received, raw, kId, kSeq).value_or(-1)) == status, name);
     }
 
     // The answer comes through the caller's event loop, never blocking it.

@@ -76,28 +76,25 @@ class TestProcessWindows : public QObject
     Q_OBJECT
 
 private slots:
-    void splitsCommandLines_data()
-    {
-        QTest::addColumn<QString>("line");
-        QTest::addColumn<QString>("parts"); // the program, then each argument, after a "|"
-        QTest::newRow("quoted program keeps its backslashes")
-            << uR"("C:\Program Files\Orvex\oxzip.exe" -add "copia de x.zip" *.ini)"_s
-            << uR"(C:\Program Files\Orvex\oxzip.exe|-add|copia de x.zip|*.ini)"_s;
-        QTest::newRow("blanks, tabs, empty and joined words")
-            << u"  \ttool  a\t \"\" b\"c d\"e "_s << u"tool|a||bc de"_s;
-        QTest::newRow("backslashes and quotes")
-            << uR"(p a\\\"b "c\\" d\e "say ""hola""")"_s << uR"(p|a\"b|c\|d\e|say "hola")"_s;
-        // (No raw string here: moc loses its way in one with an odd count of quotes.)
-        QTest::newRow("unterminated quoted program") << u"\"C:\\x y"_s << u"C:\\x y"_s;
-        QTest::newRow("empty") << QString() << QString();
-    }
     void splitsCommandLines()
     {
-        QFETCH(QString, line);
-        CommandLineParts split = splitCommandLine(line.toStdString());
-        for (const std::string &a : split.arguments)
-            split.program += '|' + a;
-        QTEST(QString::fromStdString(split.program), "parts");
+        // The line; the program, then each argument, after a "|".
+        const QString rows[][2] = {
+            // A quoted program keeps its backslashes.
+            {uR"("C:\Program Files\Orvex\oxzip.exe" -add "copia de x.zip" *.ini)"_s,
+             uR"(C:\Program Files\Orvex\oxzip.exe|-add|copia de x.zip|*.ini)"_s},
+            {u"  \ttool  a\t \"\" b\"c d\"e "_s, u"tool|a||bc de"_s}, // blanks, empty, joined
+            {uR"(p a\\\"b "c\\" d\e "say ""hola""")"_s, uR"(p|a\"b|c\|d\e|say "hola")"_s},
+            // Unterminated quoted program. (No raw string here: moc loses its
+            // way in one with an odd count of quotes.)
+            {u"\"C:\\x y"_s, u"C:\\x y"_s},
+            {QString(), QString()}};
+        for (const auto &[line, parts] : rows) {
+            CommandLineParts split = splitCommandLine(line.toStdString());
+            for (const std::string &a : split.arguments)
+                split.program += '|' + a;
+            QCOMPARE(QString::fromStdString(split.program), parts);
+        }
     }
 
     // A quoted program gets its arguments and working folder; one that ends,

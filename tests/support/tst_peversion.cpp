@@ -28,49 +28,43 @@ class tst_PeVersion : public QObject
     Q_OBJECT
 
 private slots:
-    void malformed_data()
-    {
-        // One field overwritten; in PE32+ the fields between the optional
-        // header's start and the resources sit 16 bytes further on.
-        QTest::addColumn<int>("offset");
-        QTest::addColumn<int>("width");
-        QTest::addColumn<uint>("value");
-        const int root = kRsrcFile + kRootDir, lang = kRsrcFile + kLanguageDir + 16;
-        const int data = kRsrcFile + kDataEntry, block = kRsrcFile + kVersionBlock;
-        const auto row = [](const char *name, int offset, int width, uint value) {
-            QTest::newRow(name) << offset << width << value;
-        };
-        row("header offset past end", 0x3C, 4, 0xFFFFFFF0u);
-        row("unknown magic", kOptionalHeader, 2, 0x107);
-        row("two data directories", kOptionalHeader + 92, 4, 2);
-        row("sections past end", kCoffHeader + 2, 2, 0xFFFF);
-        // .rsrc is the second header: the one after the counted ones is none.
-        row("rsrc not counted", kCoffHeader + 2, 2, 1);
-        row("block beyond raw data", sectionTable(false) + 56, 4, kVersionBlock + 40);
-        row("huge entry count", root + 12, 4, 0xFFFFFFFFu);
-        row("version only by name", root + 32, 4, 0x80000000u | 16);
-        row("version entry not counted", root + 14, 2, 1);
-        row("cycle to root", lang + 4, 4, 0x80000000u | kRootDir);
-        row("offset past end", lang + 4, 4, 0x7FFFFFF0u);
-        row("data rva wraps", data, 4, 0xFFFFFFF0u);
-        row("data size huge", data + 4, 4, 0xFFFFFFFFu);
-        row("block too short", block, 2, 60);
-        row("no fixed info", block + 2, 2, 0);
-        row("wrong key", block + 6, 2, 'W');
-        row("wrong signature", block + 40, 4, 0);
-    }
+    // One field overwritten; in PE32+ the fields between the optional
+    // header's start and the resources sit 16 bytes further on.
     void malformed()
     {
-        QFETCH(int, offset);
-        QFETCH(int, width);
-        QFETCH(uint, value);
+        const int root = kRsrcFile + kRootDir, lang = kRsrcFile + kLanguageDir + 16;
+        const int data = kRsrcFile + kDataEntry, block = kRsrcFile + kVersionBlock;
+        // What is wrong, the field's offset, width and value.
+        const std::tuple<const char *, int, int, uint> rows[] = {
+            {"header offset past end", 0x3C, 4, 0xFFFFFFF0u},
+            {"unknown magic", kOptionalHeader, 2, 0x107},
+            {"two data directories", kOptionalHeader + 92, 4, 2},
+            {"sections past end", kCoffHeader + 2, 2, 0xFFFF},
+            // .rsrc is the second header: the one after the counted ones is none.
+            {"rsrc not counted", kCoffHeader + 2, 2, 1},
+            {"block beyond raw data", kSectionTable + 56, 4, kVersionBlock + 40},
+            {"huge entry count", root + 12, 4, 0xFFFFFFFFu},
+            {"version only by name", root + 32, 4, 0x80000000u | 16},
+            {"version entry not counted", root + 14, 2, 1},
+            {"cycle to root", lang + 4, 4, 0x80000000u | kRootDir},
+            {"offset past end", lang + 4, 4, 0x7FFFFFF0u},
+            {"data rva wraps", data, 4, 0xFFFFFFF0u},
+            {"data size huge", data + 4, 4, 0xFFFFFFFFu},
+            {"block too short", block, 2, 60},
+            {"no fixed info", block + 2, 2, 0},
+            {"wrong key", block + 6, 2, 'W'},
+            {"wrong signature", block + 40, 4, 0}};
         for (const bool plus : {false, true}) {
-            QByteArray image = buildImage({plus});
+            const QByteArray image = buildImage({plus});
             QCOMPARE(parsed(image), u"1.2.3.4"_s);
-            const int at =
-                offset + (plus && offset > kOptionalHeader && offset < kRsrcFile ? 16 : 0);
-            width == 2 ? put16(image, at, std::uint16_t(value)) : put32(image, at, value);
-            QCOMPARE(parsed(image), u"none"_s);
+            for (const auto &[name, offset, width, value] : rows) {
+                QByteArray broken = image;
+                const int at =
+                    offset + (plus && offset > kOptionalHeader && offset < kRsrcFile ? 16 : 0);
+                width == 2 ? put(broken, at, std::uint16_t(value)) : put(broken, at, value);
+                QVERIFY2(parsed(broken) == u"none",
+                         QByteArray(name).append(plus ? " in PE32+" : "").constData());
+            }
         }
     }
 

@@ -36,8 +36,8 @@ private slots:
             QCOMPARE(AddsUtilities::Var_Translate(r[0], r[1], r[2], r[3][0], Qt::CaseSensitive),
                      r[4]);
         QCOMPARE(AddsUtilities::Var_Reverse(u"a"_s + smile + u'b'), u'b' + smile + u'a');
-        QCOMPARE(AddsUtilities::Var_Reverse(QChar(0xDC00) + u"b"_s),
-                 u'b' + QChar(0xDC00)); // a lone half
+        // A lone half.
+        QCOMPARE(AddsUtilities::Var_Reverse(QChar(0xDC00) + u"b"_s), u'b' + QChar(0xDC00));
     }
 
     void urlEncode()

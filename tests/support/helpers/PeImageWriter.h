@@ -22,17 +22,10 @@ constexpr int kDataEntry = 0x68;
 constexpr int kVersionBlock = 0x78;
 constexpr int kVersionBlockSize = 92; // header, key, padding, VS_FIXEDFILEINFO
 
-constexpr int sectionTable(bool pe32Plus)
-{
-    return kOptionalHeader + (pe32Plus ? 240 : 224);
-}
+constexpr int kSectionTable = kOptionalHeader + 224; // PE32+: 16 bytes further on
 
-inline void put16(QByteArray &image, int offset, std::uint16_t value)
-{
-    qToLittleEndian(value, image.data() + offset);
-}
-
-inline void put32(QByteArray &image, int offset, std::uint32_t value)
+// A little-endian field of T's width.
+template <typename T> void put(QByteArray &image, int offset, T value)
 {
     qToLittleEndian(value, image.data() + offset);
 }
@@ -48,7 +41,7 @@ inline QByteArray buildImage(const ImageOptions &o)
     constexpr std::uint32_t dir = 0x80000000u, used = kVersionBlock + kVersionBlockSize;
     const bool plus = o.pe32Plus;
     const std::uint32_t opt = kOptionalHeader, count = opt + (plus ? 108 : 92), r = kRsrcFile;
-    const std::uint32_t s = sectionTable(plus), block = r + kVersionBlock, nameDir = 0x38;
+    const std::uint32_t s = kSectionTable + 16 * plus, block = r + kVersionBlock, nameDir = 0x38;
     QByteArray image(kRsrcFile + 0x200, '\0');
     image.replace(0, 2, "MZ");
     image.replace(kPeHeader, 4, QByteArray("PE\0\0", 4));
@@ -66,7 +59,7 @@ inline QByteArray buildImage(const ImageOptions &o)
         // Version block: length, value length.
         block, kVersionBlockSize, block + 2, 52};
     for (size_t i = 0; i < std::size(halves); i += 2)
-        put16(image, int(halves[i]), std::uint16_t(halves[i + 1]));
+        put(image, int(halves[i]), std::uint16_t(halves[i + 1]));
     const std::uint32_t words[] = {
         0x3C, kPeHeader,
         // Optional header: entry point, section and file alignment, image and
@@ -86,12 +79,12 @@ inline QByteArray buildImage(const ImageOptions &o)
         (std::uint32_t(o.version[0]) << 16) | o.version[1], block + 52,
         (std::uint32_t(o.version[2]) << 16) | o.version[3]};
     for (size_t i = 0; i < std::size(words); i += 2)
-        put32(image, int(words[i]), words[i + 1]);
+        put(image, int(words[i]), words[i + 1]);
     image.replace(int(s), 5, ".text").replace(int(s) + 40, 5, ".rsrc");
     image[0x200] = char(0xC3); // ret
     const char16_t key[] = u"VS_VERSION_INFO";
     for (int i = 0; key[i]; ++i)
-        put16(image, int(block) + 6 + 2 * i, key[i]);
+        put(image, int(block) + 6 + 2 * i, std::uint16_t(key[i]));
     return image;
 }
 
