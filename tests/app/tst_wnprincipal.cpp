@@ -8,6 +8,7 @@
 #include "helpers/AgentHarness.h"
 #include "support/ProgressCaption.h"
 
+#include <QComboBox>
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
@@ -127,6 +128,7 @@ private slots:
         QCOMPARE(QDir(folder).entryList(QDir::Files), QStringList{u"1-wnPrincipal.png"_s});
         QVERIFY(
             test::writeBytes(actions, "Actualizar sistema por Internet\r\n Cerrar el programa \n"));
+        f.findChild<QComboBox *>(u"Accion_Combo"_s)->setCurrentIndex(2); // the file's choice counts
         runActionsWhenAsked(f);
         QTRY_COMPARE(h.ended, 1);
         QCOMPARE(f.findChild<QLabel *>(u"LabelAvance"_s)->text(), u"Actualización finalizada!"_s);
