@@ -1,12 +1,14 @@
 // The main window as the dispatcher meets it: the load and unload sequences,
 // what the window shows, and the tray menu and its commands reaching the pieces.
 #include "app/TrayMenu.h"
+#include "app/UnattendedRun.h"
 #include "chat/wnChat.h"
 #include "chat/wnChatTo.h"
 #include "delays/wnDemoras.h"
 #include "helpers/AgentHarness.h"
 #include "support/ProgressCaption.h"
 
+#include <QComboBox>
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
@@ -103,6 +105,40 @@ private slots:
                      u"Ya hay una copia de Orvex ejecutándose en este equipo.\r\nDesea cerrarla? "
                      u"(si pulsa negativamente, solo esta copia se cerrará)"_s);
         }
+    }
+
+    // A run nobody watches: pictures of the main window and of every titled
+    // window on show, and commands from the actions file, one a line, until
+    // "Cerrar el programa" ends the program. The log also goes to ORVEX_LOG.
+    void unattendedRun()
+    {
+        test::AgentHarness h(kIni);
+        wnPrincipal &f = h.form();
+        QVERIFY(f.Form_Load());
+        const QString one = h.path(u"principal.png"_s), folder = h.path(u"fotos"_s),
+                      actions = h.path(u"acciones.txt"_s), log = h.path(u"orvex.log"_s);
+        for (const auto &[name, value] : {std::pair{"ORVEX_SCREENSHOT", one},
+                                          {"ORVEX_SCREENSHOTS", folder},
+                                          {"ORVEX_SCREENSHOT_AFTER_MS", u"0"_s},
+                                          {"ORVEX_ACTIONS_FILE", actions},
+                                          {"ORVEX_LOG", log}})
+            qputenv(name, value.toLocal8Bit());
+        takePicturesWhenAsked(f);
+        QTRY_VERIFY(QFileInfo::exists(one));
+        QCOMPARE(QDir(folder).entryList(QDir::Files), QStringList{u"1-wnPrincipal.png"_s});
+        QVERIFY(
+            test::writeBytes(actions, "Actualizar sistema por Internet\r\n Cerrar el programa \n"));
+        f.findChild<QComboBox *>(u"Accion_Combo"_s)->setCurrentIndex(2); // the file's choice counts
+        runActionsWhenAsked(f);
+        QTRY_COMPARE(h.ended, 1);
+        QCOMPARE(f.findChild<QLabel *>(u"LabelAvance"_s)->text(), u"Actualización finalizada!"_s);
+        QVERIFY(!QFileInfo::exists(actions));
+        QVERIFY(test::writeBytes(log, "antes\n"));
+        logToFileWhenAsked();
+        qInfo("hola");
+        QVERIFY(QRegularExpression(u"^antes\n\\d{4}-\\d\\d-\\d\\dT[\\d:.]{12} default: hola\n$"_s)
+                    .match(QString::fromUtf8(test::readBytes(log)))
+                    .hasMatch());
     }
 
     void theTrayAndItsMenuCommands()

@@ -70,6 +70,24 @@ private slots:
             QCOMPARE(http->requestLines(),
                      QByteArrayList{"GET " + query.toLatin1() + "%7F HTTP/1.0"});
     }
+
+    // Port 1 is the lowest there is (listening there takes root); 0 is none.
+    void portsAtTheEnds()
+    {
+        test::LoopbackHttpServer http(QHostAddress::LocalHost, 1);
+        if (http.port() != 1)
+            QSKIP("only root may listen on port 1");
+        http.otherwise = Answer::ok("uno");
+        QTemporaryDir folder;
+        auto transfer = platform::createFileTransfer();
+        QSignalSpy complete(transfer.get(), &platform::FileTransfer::FileReadComplete);
+        for (const QString &port : {u"1"_s, u"0"_s})
+            transfer->ReadFile(port, u"http://127.0.0.1:"_s + port + u"/x"_s, 1,
+                               folder.filePath(port));
+        QTRY_COMPARE(complete.size(), 2);
+        for (const QList<QVariant> &c : complete)
+            QCOMPARE(c[2].toBool(), c[0] == u"1"_s);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestFileTransfer)

@@ -26,21 +26,22 @@ struct XServer
         process.kill();
         process.waitForFinished(5000);
     }
-    bool start()
+    bool start(const QStringList &screens = {})
     {
-        process.start(u"Xvfb"_s, {u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s});
+        process.start(u"Xvfb"_s,
+                      QStringList{u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s} + screens);
         while (!process.canReadLine() && process.waitForReadyRead(15000))
             ;
-        const QByteArray name = ':' + process.readLine().trimmed();
+        name = ':' + process.readLine().trimmed();
         if (name.size() > 1 && (d = XOpenDisplay(name.constData())))
             qputenv("DISPLAY", name);
         return d;
     }
     // Titled `latin1` in WM_NAME; a modern one also has a UTF-8 _NET_WM_NAME,
     // a WM_CLASS and takes WM_DELETE_WINDOW.
-    Window makeWindow(const char *latin1, const char *utf8 = nullptr)
+    Window makeWindow(const char *latin1, const char *utf8 = nullptr, int screen = 0)
     {
-        const Window w = XCreateSimpleWindow(d, DefaultRootWindow(d), 0, 0, 50, 50, 0, 0, 0);
+        const Window w = XCreateSimpleWindow(d, RootWindow(d, screen), 0, 0, 50, 50, 0, 0, 0);
         XStoreName(d, w, latin1);
         if (utf8) {
             XChangeProperty(d, w, atom("_NET_WM_NAME"), atom("UTF8_STRING"), 8, PropModeReplace,
@@ -69,6 +70,7 @@ struct XServer
         return seen;
     }
     bool seen = false;
+    QByteArray name;
 };
 
 class TestProcessWindows : public QObject
@@ -181,6 +183,20 @@ private slots:
         XSync(x.d, False);
         QCOMPARE(pw->findWindowByTitleOrClass("OrvexProbe"), WindowHandle(0));
         QCOMPARE(pw->findWindowByTitle("Año nuevo"), WindowHandle(legacy));
+    }
+
+    // Where the display has several screens, the one DISPLAY names is searched.
+    void searchesTheScreenNamed()
+    {
+        XServer x;
+        if (!x.start({u"-screen"_s, u"0"_s, u"64x64x8"_s, u"-screen"_s, u"1"_s, u"64x64x8"_s}))
+            QSKIP("no Xvfb to run an X server on");
+        x.makeWindow("Primera");
+        const Window second = x.makeWindow("Segunda", nullptr, 1);
+        qputenv("DISPLAY", x.name + ".1");
+        auto pw = createProcessWindows();
+        QCOMPARE(QList({pw->findWindowByTitle("Segunda"), pw->findWindowByTitle("Primera")}),
+                 QList<WindowHandle>({second, 0}));
     }
 };
 

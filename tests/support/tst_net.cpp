@@ -1,4 +1,5 @@
 #include "common/FakeProbes.h"
+#include "common/MessageLog.h"
 #include "support/Net.h"
 
 #include <QTest>
@@ -25,7 +26,7 @@ class TestNet : public QObject
 
 private slots:
     // A name that does not resolve fails without sending anything; a later
-    // success keeps the last error.
+    // success keeps the last error. A failure's log line says why.
     void doPing()
     {
         // Host, replies, status, error (empty: success).
@@ -36,9 +37,11 @@ private slots:
             {u"no-such-host"_s, 0, 11050, u"Ping failed, error = 11050"_s}};
         for (const auto &[host, replies, status, error] : rows) {
             Centre f;
-            f.pinger.answer = platform::EchoResult{replies, status, 7, {}};
+            f.pinger.answer = platform::EchoResult{replies, status, 7, "echo detail"};
             const bool known = host == u"centre";
+            test::MessageLog log("orvex.net");
             const bool ok = f.net.DoPing(host);
+            QCOMPARE(log.contains(known ? u"echo detail"_s : u"no address to ping"_s), !ok);
             QCOMPARE(std::tuple(ok, f.net.PingError, f.net.PingOK, f.net.lastIP),
                      std::tuple(error.isEmpty(), error, error.isEmpty() ? 7 : -1,
                                 known ? u"127.1.2.250"_s : u"No IP"_s));
