@@ -143,39 +143,35 @@ private slots:
 
     // Reads of these sizes, kept in memory or spooled past 1 MB; sizes cross
     // the points where the room grows or moves.
-    void keepsEveryByte_data()
-    {
-        QTest::addColumn<QList<qsizetype>>("reads");
-        QTest::addColumn<bool>("spooled");
-        QTest::newRow("one byte at a time") << QList<qsizetype>(300, 1) << false;
-        QTest::newRow("past the spool threshold")
-            << QList<qsizetype>{1000, (1 << 20) - 1000, 1, 70001, 3 << 20} << true;
-        QTest::newRow("nothing at all") << QList<qsizetype>{0, 0} << false;
-    }
     void keepsEveryByte()
     {
-        QFETCH(QList<qsizetype>, reads);
-        QTemporaryDir folder;
-        ReplyRoom room(1 << 20, folder.path());
-        qsizetype total = 0;
-        for (const qsizetype n : reads)
-            land(room, n, total);
-        QCOMPARE(room.size(), total);
-        // A short reply takes short room, not a long one's block up front.
-        if (total < 1000)
-            QVERIFY(room.prepare(0).capacity() < (1 << 20));
-        {
-            const AnsiText reply = room.take();
-            QTEST(reply.isSpooled(), "spooled");
-            QCOMPARE(reply.size(), total);
-            QVERIFY(reply.bytes() == counting(total));
-            QVERIFY(reply.mid(total / 2, 70000) == counting(total).mid(total / 2, 70000));
-            QBuffer full; // a write that fails is told, in memory and spooled alike
-            QVERIFY(full.open(QIODevice::ReadOnly));
-            QVERIFY(total == 0 || !reply.writeTo(full, 0));
+        // The reads, whether the reply is spooled.
+        for (const auto &[reads, spooled] :
+             {std::pair{QList<qsizetype>(300, 1), false}, // one byte at a time
+              {QList<qsizetype>{1000, (1 << 20) - 1000, 1, 70001, 3 << 20}, true},
+              {QList<qsizetype>{0, 0}, false}}) { // nothing at all
+            QTemporaryDir folder;
+            ReplyRoom room(1 << 20, folder.path());
+            qsizetype total = 0;
+            for (const qsizetype n : reads)
+                land(room, n, total);
+            QCOMPARE(room.size(), total);
+            // A short reply takes short room, not a long one's block up front.
+            if (total < 1000)
+                QVERIFY(room.prepare(0).capacity() < (1 << 20));
+            {
+                const AnsiText reply = room.take();
+                QCOMPARE(reply.isSpooled(), spooled);
+                QCOMPARE(reply.size(), total);
+                QVERIFY(reply.bytes() == counting(total));
+                QVERIFY(reply.mid(total / 2, 70000) == counting(total).mid(total / 2, 70000));
+                QBuffer full; // a write that fails is told, in memory and spooled alike
+                QVERIFY(full.open(QIODevice::ReadOnly));
+                QVERIFY(total == 0 || !reply.writeTo(full, 0));
+            }
+            QVERIFY(QDir(folder.path())
+                        .isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
         }
-        QVERIFY(
-            QDir(folder.path()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
     }
 
     // Every request as the server gets it, byte for byte, after the settle
