@@ -51,30 +51,22 @@ private slots:
     }
 
     // The length that bounds a play, from the file's head alone.
-    void wavLength_data()
-    {
-        QTest::addColumn<QByteArray>("head");
-        QTest::addColumn<int>("fileSize");
-        QTest::addColumn<int>("ms"); // -1: not a sound
-        const QByteArray pcm = wavHead(1, 1, 8000, 800);
-        const QByteArray padded = "junk"_ba + le(3u) + "abc\0"_ba; // odd length, padded
-        QTest::newRow("PCM") << pcm << int(pcm.size()) + 800 << 100;
-        QTest::newRow("cut to the file") << pcm << int(pcm.size()) + 400 << 50;
-        QTest::newRow("float") << wavHead(3, 2, 8000, 800) << 10000 << 100;
-        QTest::newRow("extensible") << wavHead(0xFFFE, 1, 16000, 800) << 10000 << 50;
-        QTest::newRow("chunk first") << wavHead(1, 1, 8000, 800, padded) << 10000 << 100;
-        QTest::newRow("compressed") << wavHead(2, 1, 8000, 800) << 10000 << -1;
-        QTest::newRow("no channels") << wavHead(1, 0, 8000, 800) << 10000 << -1;
-        QTest::newRow("no rate") << wavHead(1, 1, 0, 800) << 10000 << -1;
-        QTest::newRow("no fmt chunk")
-            << "RIFF\0\0\0\0WAVE"_ba + padded + "data"_ba + le(8u) << 100 << -1;
-        QTest::newRow("not RIFF") << "RIFX"_ba + pcm.mid(4) << 10000 << -1;
-    }
     void wavLength()
     {
-        QFETCH(QByteArray, head);
-        QFETCH(int, fileSize);
-        QTEST(int(orvex::platform::wavDurationMs(head, fileSize).value_or(-1)), "ms");
+        const QByteArray pcm = wavHead(1, 1, 8000, 800);
+        const QByteArray padded = "junk"_ba + le(3u) + "abc\0"_ba; // odd length, padded
+        // The head, the file's size, the length in ms (-1: not a sound).
+        for (const auto &[head, fileSize, ms] :
+             {std::tuple{pcm, pcm.size() + 800, 100},
+              {pcm, pcm.size() + 400, 50},                    // cut to the file
+              {wavHead(3, 2, 8000, 800), 10000, 100},         // float
+              {wavHead(0xFFFE, 1, 16000, 800), 10000, 50},    // extensible
+              {wavHead(1, 1, 8000, 800, padded), 10000, 100}, // another chunk first
+              {wavHead(2, 1, 8000, 800), 10000, -1},          // compressed
+              {wavHead(1, 0, 8000, 800), 10000, -1},          // no channels
+              {wavHead(1, 1, 0, 800), 10000, -1},             // no rate
+              {"RIFF\0\0\0\0WAVE"_ba + padded + "data"_ba + le(8u), 100, -1}}) // no fmt chunk
+            QCOMPARE(orvex::platform::wavDurationMs(head, fileSize).value_or(-1), ms);
     }
 
     // Each repetition is one run of the player, one after the other; a

@@ -81,13 +81,12 @@ private slots:
         f.tray.setWin_SysTrayIcon(red);
         QVERIFY(!f.tray.Win_SysTrayEnable());
         f.backend.accept = true;
-        QVERIFY(f.tray.Win_SysTrayAdd());
-        QCOMPARE(f.backend.shownIcon.cacheKey(), red.cacheKey());
+        QVERIFY(f.tray.Win_SysTrayAdd() && f.backend.shownIcon.cacheKey() == red.cacheKey());
         QVERIFY(f.tray.Win_SysTrayEnable());
         f.tray.setWin_SysTrayIcon(none);
         f.tray.setWin_SysTrayToolTip(u"dos"_s);
-        QCOMPARE(f.backend.shownIcon.cacheKey(), none.cacheKey());
-        QCOMPARE(f.backend.shownTip, u" dos "_s);
+        QCOMPARE(std::pair(f.backend.shownIcon.cacheKey(), f.backend.shownTip),
+                 std::pair(none.cacheKey(), u" dos "_s));
 
         f.tray.setWin_SysTrayOwnerControl(&second);
         QCOMPARE(f.tray.Win_SysTrayOwnerControl(), &f.owner);
@@ -103,10 +102,11 @@ private slots:
         QCOMPARE(f.owner.codes, QStringList({u"180C"_s, u"1824"_s, u"1830"_s, u"1848"_s}));
         // The usage text's handler selects on codes the owner really gets.
         for (const char *code : {"1E0F", "1E2D", "1E3C", "1E5A", "1830", "1824"})
-            QVERIFY(AddsTray::sysTrayUsage().contains(u"    Case \"%1\"  '"_s.arg(QLatin1StringView(code))));
+            QVERIFY(AddsTray::sysTrayUsage().contains(
+                u"    Case \"%1\"  '"_s.arg(QLatin1StringView(code))));
 
-        QVERIFY(f.tray.Win_SysTrayRemove());
-        QVERIFY(f.tray.Win_SysTrayRemove()); // again: harmless, the shell is not asked
+        // Removed twice: harmless, the shell is not asked again.
+        QVERIFY(f.tray.Win_SysTrayRemove() && f.tray.Win_SysTrayRemove());
         QVERIFY(!f.tray.Win_SysTrayEnable());
         f.tray.setWin_SysTrayToolTip(u"tres"_s);
         QCOMPARE(std::tuple(f.backend.adds, f.backend.modifies, f.backend.removes),
@@ -120,58 +120,51 @@ private slots:
 
     // A title (case counts) or a class says "running"; only a title or a
     // handle's digits are closed.
-    void windowsByTitleClassOrHandle_data()
-    {
-        QTest::addColumn<QString>("argument");
-        QTest::addColumn<Handles>("closed");
-        QTest::addColumn<bool>("running");
-        QTest::newRow("title, non-ASCII") << u"Año"_s << Handles{0x4a0002} << true;
-        QTest::newRow("class") << u"OxExchange"_s << Handles{} << true;
-        QTest::newRow("case differs") << u"año"_s << Handles{} << false;
-        QTest::newRow("handle digits") << u" 1234 "_s << Handles{1234} << false;
-        QTest::newRow("handle zero") << u"0"_s << Handles{} << false;
-        QTest::newRow("beyond 64 bits") << u"99999999999999999999999"_s << Handles{} << false;
-    }
     void windowsByTitleClassOrHandle()
     {
-        QFETCH(QString, argument);
-        test::FakeProcessWindows pw;
-        pw.titles = {{"Orvex", 0x4a0001}, {"Año", 0x4a0002}};
-        pw.classes = {{"OxExchange", 8}};
-        AddsSystem sys({.processWindows = &pw});
-        QTEST(sys.App_IsRunningForNT(argument), "running");
-        sys.App_Close(argument);
-        QTEST(pw.closed, "closed");
+        // The argument, the windows closed, whether it says "running".
+        for (const auto &[argument, closed, running] :
+             {std::tuple{u"Año"_s, Handles{0x4a0002}, true}, // a title, not ASCII
+              {u"OxExchange"_s, Handles{}, true},            // a class
+              {u"año"_s, Handles{}, false},                  // the case differs
+              {u" 1234 "_s, Handles{1234}, false},           // a handle's digits
+              {u"0"_s, Handles{}, false},
+              {u"99999999999999999999999"_s, Handles{}, false}}) { // beyond 64 bits
+            test::FakeProcessWindows pw;
+            pw.titles = {{"Orvex", 0x4a0001}, {"Año", 0x4a0002}};
+            pw.classes = {{"OxExchange", 8}};
+            AddsSystem sys({.processWindows = &pw});
+            QCOMPARE(sys.App_IsRunningForNT(argument), running);
+            sys.App_Close(argument);
+            QCOMPARE(pw.closed, closed);
+        }
     }
 
     // The child ends on an event: a wait that lets events run sees it end,
     // a wait of no time at all leaves it running (only no longer watched).
-    void runAndWait_data()
-    {
-        QTest::addColumn<std::optional<qint32>>("timeoutSeconds");
-        QTest::addColumn<bool>("waited");
-        QTest::newRow("no time-out") << std::optional<qint32>() << true;
-        QTest::newRow("negative: no limit") << std::optional<qint32>(-1) << true;
-        QTest::newRow("zero: looks once") << std::optional<qint32>(0) << false;
-    }
     void runAndWait()
     {
-        QFETCH(std::optional<qint32>, timeoutSeconds);
-        test::FakeProcessWindows pw;
-        AddsSystem sys({.processWindows = &pw});
-        QObject scope; // a wait that returned early must not leave the timer behind
-        QTimer::singleShot(0, &scope, [&] { pw.endAll(); });
-        sys.Win_RunAppAndWait(Command, u"no usado"_s, timeoutSeconds);
-        QVERIFY(sys.Win_RunApp(Command)); // on its own, in a window, never waited for
-        QCOMPARE(pw.started, std::vector<std::string>(2, Command.toStdString()));
-        QCOMPARE(pw.modes, (std::vector<StartMode>{StartMode::Inherit, StartMode::NormalWindow}));
-        QCOMPARE(pw.released.size(), size_t(2));
-        QTEST(!pw.isRunning(pw.released[0]), "waited");
-        // Nothing started, nothing to wait for or release.
-        pw.startFails = true;
-        sys.Win_RunAppAndWait(Command);
-        QVERIFY(!sys.Win_RunApp(Command));
-        QCOMPARE(pw.released.size(), size_t(2));
+        // The time-out (none or negative: no limit, zero: looks once), waited.
+        for (const auto &[timeoutSeconds, waited] : {std::pair{std::optional<qint32>(), true},
+                                                     {std::optional(-1), true},
+                                                     {std::optional(0), false}}) {
+            test::FakeProcessWindows pw;
+            AddsSystem sys({.processWindows = &pw});
+            QObject scope; // a wait that returned early must not leave the timer behind
+            QTimer::singleShot(0, &scope, [&] { pw.endAll(); });
+            sys.Win_RunAppAndWait(Command, u"no usado"_s, timeoutSeconds);
+            QVERIFY(sys.Win_RunApp(Command)); // on its own, in a window, never waited for
+            QCOMPARE(pw.started, std::vector<std::string>(2, Command.toStdString()));
+            QCOMPARE(pw.modes,
+                     (std::vector<StartMode>{StartMode::Inherit, StartMode::NormalWindow}));
+            QCOMPARE(pw.released.size(), size_t(2));
+            QCOMPARE(!pw.isRunning(pw.released[0]), waited);
+            // Nothing started, nothing to wait for or release.
+            pw.startFails = true;
+            sys.Win_RunAppAndWait(Command);
+            QVERIFY(!sys.Win_RunApp(Command));
+            QCOMPARE(pw.released.size(), size_t(2));
+        }
     }
 
     // The pause runs on the clock, rounded to milliseconds and bounded; no

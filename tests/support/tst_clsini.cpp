@@ -2,9 +2,6 @@
 #include "support/AddsSettings.h"
 #include "support/clsINI.h"
 
-#include <QFileInfo>
-#include <QProcess>
-#include <QRegularExpression>
 #include <QtTest>
 
 using namespace Qt::StringLiterals;
@@ -157,7 +154,6 @@ private slots:
         ini.LoadIniFile(path);
         ini.WriteTo(u"s"_s, u"k"_s, u"v"_s);
         ini.WriteIniFile();
-        QCOMPARE(readBytes(path), crlf("[s]|k=v|"));
         // A reader of the old file keeps seeing all of it: the new file is
         // renamed over the old one, never written into it.
         QFile reader(path);

@@ -13,7 +13,6 @@
 #include "support/ReplyRoom.h"
 #include "support/ReplyScanner.h"
 
-#include <QBuffer>
 #include <QtTest>
 
 #include <numeric>
@@ -42,7 +41,6 @@ const QByteArray kHeaders =
     "Accept: text/plain\r\nAccept-Language: en-us\r\n"
     "Accept-Encoding: gzip, deflate\r\n"
     "User-Agent: Mozilla/4.0 (compatible; MSIE 5.0; Windows 98; DigExt)\r\n";
-const QByteArray kKeepAlive = "Connection: Keep-Alive\r\n\r\n";
 
 struct RecordingSocket final : SocketX
 {
@@ -145,97 +143,75 @@ private slots:
 
     // Reads of these sizes, kept in memory or spooled past 1 MB; sizes cross
     // the points where the room grows or moves.
-    void keepsEveryByte_data()
-    {
-        QTest::addColumn<QList<qsizetype>>("reads");
-        QTest::addColumn<bool>("spooled");
-        QTest::newRow("one byte at a time") << QList<qsizetype>(300, 1) << false;
-        QTest::newRow("past the spool threshold")
-            << QList<qsizetype>{1000, (1 << 20) - 1000, 1, 70001, 3 << 20} << true;
-        QTest::newRow("nothing at all") << QList<qsizetype>{0, 0} << false;
-    }
     void keepsEveryByte()
     {
-        QFETCH(QList<qsizetype>, reads);
-        QTemporaryDir folder;
-        ReplyRoom room(1 << 20, folder.path());
-        qsizetype total = 0;
-        for (const qsizetype n : reads)
-            land(room, n, total);
-        QCOMPARE(room.size(), total);
-        // A short reply takes short room, not a long one's block up front.
-        if (total < 1000)
-            QVERIFY(room.prepare(0).capacity() < (1 << 20));
-        {
-            const AnsiText reply = room.take();
-            QTEST(reply.isSpooled(), "spooled");
-            QCOMPARE(reply.size(), total);
-            QVERIFY(reply.bytes() == counting(total));
-            QVERIFY(reply.mid(total / 2, 70000) == counting(total).mid(total / 2, 70000));
-            QBuffer full; // a write that fails is told, in memory and spooled alike
-            QVERIFY(full.open(QIODevice::ReadOnly));
-            QVERIFY(total == 0 || !reply.writeTo(full, 0));
+        // The reads, whether the reply is spooled.
+        for (const auto &[reads, spooled] :
+             {std::pair{QList<qsizetype>(300, 1), false}, // one byte at a time
+              {QList<qsizetype>{1000, (1 << 20) - 1000, 1, 70001, 3 << 20}, true},
+              {QList<qsizetype>{0, 0}, false}}) { // nothing at all
+            QTemporaryDir folder;
+            ReplyRoom room(1 << 20, folder.path());
+            qsizetype total = 0;
+            for (const qsizetype n : reads)
+                land(room, n, total);
+            QCOMPARE(room.size(), total);
+            // A short reply takes short room, not a long one's block up front.
+            if (total < 1000)
+                QVERIFY(room.prepare(0).capacity() < (1 << 20));
+            {
+                const AnsiText reply = room.take();
+                QCOMPARE(reply.isSpooled(), spooled);
+                QCOMPARE(reply.size(), total);
+                QVERIFY(reply.bytes() == counting(total));
+                QVERIFY(reply.mid(total / 2, 70000) == counting(total).mid(total / 2, 70000));
+                QBuffer full; // a write that fails is told, in memory and spooled alike
+                QVERIFY(full.open(QIODevice::ReadOnly));
+                QVERIFY(total == 0 || !reply.writeTo(full, 0));
+            }
+            QVERIFY(QDir(folder.path())
+                        .isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
         }
-        QVERIFY(
-            QDir(folder.path()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
     }
 
     // Every request as the server gets it, byte for byte, after the settle
     // pause alone.
-    void request_data()
-    {
-        QTest::addColumn<QString>("url");
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("port");
-        QTest::addColumn<QByteArray>("expected"); // the request line's start
-        QTest::newRow("keep-alive: address, port and query")
-            << u"http://127.0.0.1:%1/DynIP?CMD=KEEPALIVE&&REMOTEIP=192.168.0.1"_s << QString()
-            << QString() << "GET /DynIP?CMD=KEEPALIVE&&REMOTEIP=192.168.0.1"_ba;
-        QTest::newRow("path and port arguments, ANSI bytes")
-            << u"127.0.0.1:1/not/this"_s << u"demoras.cgi?Prestador=Año"_s << u"%1"_s
-            << "GET /demoras.cgi?Prestador=A\xF1o"_ba;
-        QTest::newRow("port, no path: port text is the path")
-            << u"http://127.0.0.1:%1"_s << QString() << QString() << "GET /%1"_ba;
-    }
     void request()
     {
-        QFETCH(QString, url);
-        QFETCH(QString, path);
-        QFETCH(QString, port);
-        QFETCH(QByteArray, expected);
-        LoopbackHttpServer server;
-        server.otherwise = Answer().send(kOk);
-        const QString p = QString::number(server.port());
-        const QDateTime start = m_clock.now();
-        QCOMPARE(m_http.NET_HTTPget(m_socket, url.replace(u"%1"_s, p), path,
-                                    port.replace(u"%1"_s, p), 30, u"Cookie: id=5"_s),
-                 QString::fromLatin1(kOk));
-        QCOMPARE(start.msecsTo(m_clock.now()), 500);
-        QCOMPARE(server.requests,
-                 QByteArrayList{expected.replace("%1", p.toLatin1()) + " HTTP/1.0\r\n" + kHeaders +
-                                "Cookie: id=5\r\n" + kKeepAlive});
+        // The URL, the path and port arguments ("%1": the port), the request line's start.
+        for (auto [url, path, port, expected] :
+             {std::tuple{u"http://127.0.0.1:%1/DynIP?CMD=KEEPALIVE&&REMOTEIP=192.168.0.1"_s,
+                         QString(), QString(), "GET /DynIP?CMD=KEEPALIVE&&REMOTEIP=192.168.0.1"_ba},
+              {u"127.0.0.1:1/not/this"_s, u"demoras.cgi?Prestador=Año"_s, u"%1"_s,
+               "GET /demoras.cgi?Prestador=A\xF1o"_ba},                          // ANSI bytes
+              {u"http://127.0.0.1:%1"_s, QString(), QString(), "GET /%1"_ba}}) { // port, no path
+            LoopbackHttpServer server;
+            server.otherwise = Answer().send(kOk);
+            const QString p = QString::number(server.port());
+            const QDateTime start = m_clock.now();
+            QCOMPARE(m_http.NET_HTTPget(m_socket, url.replace(u"%1"_s, p), path,
+                                        port.replace(u"%1"_s, p), 30, u"Cookie: id=5"_s),
+                     QString::fromLatin1(kOk));
+            QCOMPARE(start.msecsTo(m_clock.now()), 500);
+            QCOMPARE(server.requests,
+                     QByteArrayList{expected.replace("%1", p.toLatin1()) + " HTTP/1.0\r\n" +
+                                    kHeaders + "Cookie: id=5\r\nConnection: Keep-Alive\r\n\r\n"});
+        }
     }
 
     // Names are looked up, addresses not; the scheme gives the default port.
-    void connectionTarget_data()
-    {
-        QTest::addColumn<QString>("url");
-        QTest::addColumn<QString>("peer");
-        QTest::addColumn<bool>("byName");
-        QTest::newRow("address and port")
-            << u"http://10.20.30.40:8080/x?y=1"_s << u"10.20.30.40:8080"_s << false;
-        QTest::newRow("name, no scheme")
-            << u"centre.invalid/cgi/x"_s << u"centre.invalid:80"_s << true;
-        QTest::newRow("ftp, any case") << u"FtP://10.0.0.1"_s << u"10.0.0.1:21"_s << false;
-        QTest::newRow("port 0") << u"http://centre.invalid:0/x"_s << u"centre.invalid:80"_s << true;
-    }
     void connectionTarget()
     {
-        QFETCH(QString, url);
-        RecordingSocket socket;
-        QCOMPARE(m_http.NET_HTTPget(socket, url).toString(), QString());
-        QTEST(socket.peer, "peer");
-        QTEST(socket.RemoteNameAddrXlate, "byName");
+        // The URL, the peer connected to, whether by name.
+        for (const auto &[url, peer, byName] :
+             {std::tuple{u"http://10.20.30.40:8080/x?y=1"_s, u"10.20.30.40:8080"_s, false},
+              {u"centre.invalid/cgi/x"_s, u"centre.invalid:80"_s, true}, // no scheme
+              {u"FtP://10.0.0.1"_s, u"10.0.0.1:21"_s, false},            // any case
+              {u"http://centre.invalid:0/x"_s, u"centre.invalid:80"_s, true}}) {
+            RecordingSocket socket;
+            QCOMPARE(m_http.NET_HTTPget(socket, url).toString(), QString());
+            QCOMPARE(std::pair(socket.peer, socket.RemoteNameAddrXlate), std::pair(peer, byName));
+        }
     }
 
     // Each reply is all the server sends, one past 100000 bytes spooled; the

@@ -3,7 +3,6 @@
 #include "support/Clock.h"
 #include "support/LeadingNumber.h"
 
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <limits>
@@ -137,12 +136,9 @@ private slots:
         const std::tuple<QString, quint64, OnOverflow, qint64, qint64> rows[] = {
             {u"+0000000000000000000000042"_s, 100, zero, 42, 42},
             {u"  -7.5"_s, 100, zero, -7, -7},
-            {u"abc"_s, 100, sat, 0, 0},
-            {u"\u0663"_s, 100, sat, 0, 0}, // a digit of another script
-            {u"\n9"_s, 100, zero, 9, 0},
-            {u"\u00A05"_s, 100, zero, 5, 0}, // no-break space
+            {u"\u0663"_s, 100, sat, 0, 0},   // a digit of another script
+            {u"\u00A05"_s, 100, zero, 5, 0}, // any blank in text, a no-break space too
             {u"100"_s, 100, zero, 100, 100},
-            {u"-100"_s, 100, zero, -100, -100},
             {u"-12345"_s, 100, sat, -100, -100},
             {u"101"_s, 100, zero, 0, 0},
             {u"1019"_s, 100, keep, 10, 10},
