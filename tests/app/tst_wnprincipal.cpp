@@ -107,40 +107,6 @@ private slots:
         }
     }
 
-    // A run nobody watches: pictures of the main window and of every titled
-    // window on show, and commands from the actions file, one a line, until
-    // "Cerrar el programa" ends the program. The log also goes to ORVEX_LOG.
-    void unattendedRun()
-    {
-        test::AgentHarness h(kIni);
-        wnPrincipal &f = h.form();
-        QVERIFY(f.Form_Load());
-        const QString one = h.path(u"principal.png"_s), folder = h.path(u"fotos"_s),
-                      actions = h.path(u"acciones.txt"_s), log = h.path(u"orvex.log"_s);
-        for (const auto &[name, value] : {std::pair{"ORVEX_SCREENSHOT", one},
-                                          {"ORVEX_SCREENSHOTS", folder},
-                                          {"ORVEX_SCREENSHOT_AFTER_MS", u"0"_s},
-                                          {"ORVEX_ACTIONS_FILE", actions},
-                                          {"ORVEX_LOG", log}})
-            qputenv(name, value.toLocal8Bit());
-        takePicturesWhenAsked(f);
-        QTRY_VERIFY(QFileInfo::exists(one));
-        QCOMPARE(QDir(folder).entryList(QDir::Files), QStringList{u"1-wnPrincipal.png"_s});
-        QVERIFY(
-            test::writeBytes(actions, "Actualizar sistema por Internet\r\n Cerrar el programa \n"));
-        f.findChild<QComboBox *>(u"Accion_Combo"_s)->setCurrentIndex(2); // the file's choice counts
-        runActionsWhenAsked(f);
-        QTRY_COMPARE(h.ended, 1);
-        QCOMPARE(f.findChild<QLabel *>(u"LabelAvance"_s)->text(), u"Actualización finalizada!"_s);
-        QVERIFY(!QFileInfo::exists(actions));
-        QVERIFY(test::writeBytes(log, "antes\n"));
-        logToFileWhenAsked();
-        qInfo("hola");
-        QVERIFY(QRegularExpression(u"^antes\n\\d{4}-\\d\\d-\\d\\dT[\\d:.]{12} default: hola\n$"_s)
-                    .match(QString::fromUtf8(test::readBytes(log)))
-                    .hasMatch());
-    }
-
     void theTrayAndItsMenuCommands()
     {
         test::AgentHarness h(kIni);
@@ -221,6 +187,41 @@ private slots:
             shown << avance->text();
         }
         QCOMPARE(shown, (QStringList{u"99%"_s, u"100%"_s, u"100%"_s, u"50%"_s}));
+    }
+
+    // A run nobody watches: pictures of the main window and of every titled
+    // window on show, and commands from the actions file, one a line, until
+    // "Cerrar el programa" ends the program. The log also goes to ORVEX_LOG;
+    // that hook stays for the rest of the process, so this test comes last.
+    void unattendedRun()
+    {
+        test::AgentHarness h(kIni);
+        wnPrincipal &f = h.form();
+        QVERIFY(f.Form_Load());
+        const QString one = h.path(u"principal.png"_s), folder = h.path(u"fotos"_s),
+                      actions = h.path(u"acciones.txt"_s), log = h.path(u"orvex.log"_s);
+        for (const auto &[name, value] : {std::pair{"ORVEX_SCREENSHOT", one},
+                                          {"ORVEX_SCREENSHOTS", folder},
+                                          {"ORVEX_SCREENSHOT_AFTER_MS", u"0"_s},
+                                          {"ORVEX_ACTIONS_FILE", actions},
+                                          {"ORVEX_LOG", log}})
+            qputenv(name, value.toLocal8Bit());
+        takePicturesWhenAsked(f);
+        QTRY_VERIFY(QFileInfo::exists(one));
+        QCOMPARE(QDir(folder).entryList(QDir::Files), QStringList{u"1-wnPrincipal.png"_s});
+        QVERIFY(
+            test::writeBytes(actions, "Actualizar sistema por Internet\r\n Cerrar el programa \n"));
+        f.findChild<QComboBox *>(u"Accion_Combo"_s)->setCurrentIndex(2); // the file's choice counts
+        runActionsWhenAsked(f);
+        QTRY_COMPARE(h.ended, 1);
+        QCOMPARE(f.findChild<QLabel *>(u"LabelAvance"_s)->text(), u"Actualización finalizada!"_s);
+        QVERIFY(!QFileInfo::exists(actions));
+        QVERIFY(test::writeBytes(log, "antes\n"));
+        logToFileWhenAsked();
+        qInfo("hola");
+        QVERIFY(QRegularExpression(u"^antes\n\\d{4}-\\d\\d-\\d\\dT[\\d:.]{12} default: hola\n$"_s)
+                    .match(QString::fromUtf8(test::readBytes(log)))
+                    .hasMatch());
     }
 };
 
